@@ -1,0 +1,60 @@
+# Shared build settings and the two helpers every folder uses.
+
+set(ZQ_WARNINGS -Wall -Wextra -Wshadow -Wnon-virtual-dtor -Wno-missing-field-initializers)
+if(ZQ_WERROR)
+  list(APPEND ZQ_WARNINGS -Werror)
+endif()
+
+if(ZQ_SANITIZE STREQUAL "address")
+  add_compile_options(-fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
+  add_link_options(-fsanitize=address,undefined)
+elseif(ZQ_SANITIZE STREQUAL "thread")
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
+elseif(NOT ZQ_SANITIZE STREQUAL "")
+  message(FATAL_ERROR "ZQ_SANITIZE must be empty, address or thread")
+endif()
+
+if(ZQ_FUZZ)
+  if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    message(FATAL_ERROR "ZQ_FUZZ needs clang (CXX=clang++)")
+  endif()
+  add_compile_options(-fsanitize=fuzzer-no-link,address,undefined)
+  add_link_options(-fsanitize=address,undefined)
+endif()
+
+# zq_folder_library(NAME [SHARED] [DEPS ...])
+# Builds every .cpp file directly in the calling folder into the library NAME.
+# Headers are included from the source root ("support/CAMThread.h").
+function(zq_folder_library name)
+  cmake_parse_arguments(ARG "SHARED" "" "DEPS" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+  if(ARG_SHARED)
+    add_library(${name} SHARED ${sources})
+  else()
+    add_library(${name} STATIC ${sources})
+  endif()
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR})
+  target_compile_options(${name} PRIVATE ${ZQ_WARNINGS})
+  target_link_libraries(${name} PUBLIC ${ARG_DEPS})
+endfunction()
+
+# zq_folder_tests(NAME [DEPS ...])
+# Builds every .cpp file in the calling folder's tests/ into the GoogleTest
+# program NAME and registers each test with CTest.
+function(zq_folder_tests name)
+  if(NOT ZQ_BUILD_TESTS)
+    return()
+  endif()
+  cmake_parse_arguments(ARG "" "" "DEPS" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/tests/*.cpp)
+  if(NOT sources)
+    return()
+  endif()
+  add_executable(${name} ${sources})
+  target_compile_options(${name} PRIVATE ${ZQ_WARNINGS})
+  target_link_libraries(${name} PRIVATE ${ARG_DEPS} zq_testsupport GTest::gtest GTest::gmock GTest::gtest_main)
+  gtest_discover_tests(${name}
+    PROPERTIES ENVIRONMENT "ZQ_SHARED_DIR=${PROJECT_SOURCE_DIR}/../shared;ZQ_SOURCE_DIR=${PROJECT_SOURCE_DIR}"
+    DISCOVERY_TIMEOUT 60)
+endfunction()
