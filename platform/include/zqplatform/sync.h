@@ -7,6 +7,10 @@ inline constexpr DWORD INFINITE = 0xFFFFFFFFu;
 inline constexpr DWORD WAIT_OBJECT_0 = 0;
 inline constexpr DWORD WAIT_TIMEOUT = 258;
 inline constexpr DWORD WAIT_FAILED = 0xFFFFFFFFu;
+/// GetExitCodeThread's answer while the thread still runs.
+inline constexpr DWORD STILL_ACTIVE = 259;
+/// Not supported here: CreateThread fails with ERROR_NOT_SUPPORTED.
+inline constexpr DWORD CREATE_SUSPENDED = 0x4;
 
 /// A recursive lock. Opaque storage sized for the platform's mutex; use
 /// InitializeCriticalSection before and DeleteCriticalSection after.
