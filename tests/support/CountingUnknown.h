@@ -8,6 +8,11 @@
 
 namespace zqtest {
 
+// Interfaces have no virtual destructor by contract; the fake is never deleted
+// through one.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+
 /// A stack or member object that never deletes itself: it only counts, so a
 /// test can assert the exact references a piece of code took and gave back.
 /// QueryInterface answers IUnknown only (itself, with one AddRef). All counts
@@ -34,5 +39,7 @@ private:
     std::atomic<LONG> m_releases{0};
     std::atomic<LONG> m_queries{0};
 };
+
+#pragma GCC diagnostic pop
 
 }  // namespace zqtest
