@@ -1,6 +1,5 @@
-// Files for reading: open(2) behind a Win32-flavoured name and a stdio
-// stream over the descriptor. Every failure leaves its errno, mapped, in the
-// calling thread's last error.
+// Files for reading: open(2) and a stdio stream over the descriptor. Every
+// failure leaves its errno, mapped, in the calling thread's last error.
 #include "zqplatform/fileio.h"
 
 #include <fcntl.h>
@@ -86,9 +85,8 @@ int CloseRetryingInterrupts(int fd) {
 
 extern "C" {
 
-ZQHFILE ZQCreateFileW(const WCHAR* path, DWORD desiredAccess, DWORD /*shareMode*/, DWORD creationDisposition,
-                      DWORD /*flagsAndAttributes*/) {
-    if (path == nullptr || desiredAccess != GENERIC_READ || creationDisposition != OPEN_EXISTING) {
+ZQHFILE ZQOpenFileForRead(const WCHAR* path) {
+    if (path == nullptr) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return ZQ_INVALID_FILE;
     }

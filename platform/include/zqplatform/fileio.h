@@ -1,21 +1,15 @@
-// Reading files: a Win32-flavoured open and a buffered binary read stream
-// over the opened file, with 64-bit offsets throughout.
+// Reading files: an open for reading and a buffered binary read stream over
+// the opened file, with 64-bit offsets throughout.
 #pragma once
 
 #include "zqplatform/types.h"
-
-inline constexpr DWORD GENERIC_READ = 0x80000000u;
-inline constexpr DWORD FILE_SHARE_READ = 0x00000001u;
-inline constexpr DWORD FILE_SHARE_WRITE = 0x00000002u;
-inline constexpr DWORD OPEN_EXISTING = 3;
-inline constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x00000080u;
 
 inline constexpr int ZQ_SEEK_SET = 0;
 inline constexpr int ZQ_SEEK_CUR = 1;
 inline constexpr int ZQ_SEEK_END = 2;
 
-/// An open file, as ZQCreateFileW gives it. Distinct from HANDLE so that a file
-/// can't reach CloseHandle, which serves kernel objects only.
+/// A file opened for reading, as ZQOpenFileForRead gives it. Distinct from
+/// HANDLE: it is closed by ZQCloseFile or by the stream that takes it over.
 struct ZQFILE__;
 using ZQHFILE = ZQFILE__*;
 inline ZQHFILE const ZQ_INVALID_FILE = nullptr;
@@ -24,15 +18,14 @@ inline ZQHFILE const ZQ_INVALID_FILE = nullptr;
 struct ZQStream;
 
 extern "C" {
-/// Opens an existing file for reading. Only GENERIC_READ and OPEN_EXISTING are
-/// served; the share mode is accepted as given, and other processes may go on
-/// reading and writing the file (nothing is locked). A directory is refused
-/// with ERROR_ACCESS_DENIED, as a file open of a directory is. Answers
+/// Opens an existing file for reading, as CreateFileW with GENERIC_READ,
+/// FILE_SHARE_READ | FILE_SHARE_WRITE and OPEN_EXISTING does: other programs
+/// may go on reading and writing the file, nothing is locked. A directory is
+/// refused with ERROR_ACCESS_DENIED, as a file open of a directory is. Answers
 /// ZQ_INVALID_FILE and sets the last error on failure (ERROR_FILE_NOT_FOUND for
 /// a missing file, ERROR_ACCESS_DENIED without permission, ERROR_INVALID_PARAMETER
-/// for a null path or an access or disposition that isn't served).
-ZQPLATFORM_API ZQHFILE ZQCreateFileW(const WCHAR* path, DWORD desiredAccess, DWORD shareMode,
-                                     DWORD creationDisposition, DWORD flagsAndAttributes);
+/// for a null path).
+ZQPLATFORM_API ZQHFILE ZQOpenFileForRead(const WCHAR* path);
 /// Closes a file that no stream has taken over. FALSE for ZQ_INVALID_FILE.
 ZQPLATFORM_API BOOL ZQCloseFile(ZQHFILE file);
 
