@@ -3,6 +3,7 @@
 
 #include <cassert>
 #include <cstddef>
+#include <memory>
 #include <type_traits>
 #include <utility>
 
@@ -60,7 +61,7 @@ public:
     CComPtr& operator=(const CComPtr& other) noexcept { return *this = other.m_p; }
 
     CComPtr& operator=(CComPtr&& other) noexcept {
-        if (this == &other)
+        if (this == std::addressof(other))
             return *this;
         T* old = std::exchange(m_p, std::exchange(other.m_p, nullptr));
         if (old)

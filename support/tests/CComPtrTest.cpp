@@ -1,0 +1,181 @@
+#include "support/CComPtr.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/support/CountingUnknown.h"
+#include "tests/support/HResultAssertions.h"
+
+namespace {
+
+using zqtest::CountingUnknown;
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+
+// Writes every AddRef and Release into a shared log, so the order of the two
+// in an assignment can be checked.
+class LoggingUnknown : public IUnknown {
+public:
+    LoggingUnknown(std::string name, std::vector<std::string>& log) : m_name(std::move(name)), m_log(log) {}
+    HRESULT QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+    ULONG AddRef() override {
+        m_log.push_back("AddRef " + m_name);
+        return 1;
+    }
+    ULONG Release() override {
+        m_log.push_back("Release " + m_name);
+        return 1;
+    }
+
+private:
+    std::string m_name;
+    std::vector<std::string>& m_log;
+};
+
+#pragma GCC diagnostic pop
+
+class CComPtrTest : public ::testing::Test {
+protected:
+    CountingUnknown m_first;
+    CountingUnknown m_second;
+};
+
+TEST_F(CComPtrTest, HoldsExactlyOneReferenceFromConstructionToDestruction) {
+    {
+        CComPtr<IUnknown> p(&m_first);
+        EXPECT_EQ(1, m_first.References());
+        EXPECT_EQ(&m_first, p.Get());
+        EXPECT_TRUE(p);
+    }
+    EXPECT_EQ(0, m_first.References());
+    EXPECT_EQ(1, m_first.ReleaseCalls());
+
+    CComPtr<IUnknown> empty;
+    EXPECT_FALSE(empty);
+    EXPECT_EQ(nullptr, empty.Get());
+}
+
+TEST_F(CComPtrTest, CopiesAddAReferenceAndMovesCarryTheirs) {
+    CComPtr<IUnknown> a(&m_first);
+    CComPtr<IUnknown> b(a);
+    EXPECT_EQ(2, m_first.References());
+    CComPtr<IUnknown> c(std::move(a));
+    EXPECT_EQ(2, m_first.References());
+    EXPECT_FALSE(a);
+    b = std::move(c);
+    EXPECT_EQ(1, m_first.References());
+    EXPECT_EQ(&m_first, b.Get());
+}
+
+TEST_F(CComPtrTest, AssignmentReferencesTheNewPointerBeforeReleasingTheOld) {
+    std::vector<std::string> log;
+    LoggingUnknown oldOne("old", log);
+    LoggingUnknown newOne("new", log);
+    CComPtr<IUnknown> p(&oldOne);
+    p = &newOne;
+    p = nullptr;
+    EXPECT_EQ((std::vector<std::string>{"AddRef old", "AddRef new", "Release old", "Release new"}), log);
+}
+
+TEST_F(CComPtrTest, StoringThePointerAlreadyHeldChangesNoCount) {
+    CComPtr<IUnknown> p(&m_first);
+    p = &m_first;
+    CComPtr<IUnknown>& alias = p;
+    p = alias;
+    p = std::move(alias);
+    EXPECT_EQ(1, m_first.References());
+    EXPECT_EQ(1, m_first.AddRefCalls());
+    EXPECT_EQ(&m_first, p.Get());
+}
+
+TEST_F(CComPtrTest, AttachTakesOverAReferenceAndDetachHandsItBack) {
+    m_first.AddRef();
+    CComPtr<IUnknown> p;
+    p.Attach(&m_first);
+    EXPECT_EQ(1, m_first.References());
+
+    m_second.AddRef();
+    p.Attach(&m_second);
+    EXPECT_EQ(0, m_first.References());
+
+    IUnknown* raw = p.Detach();
+    EXPECT_EQ(&m_second, raw);
+    EXPECT_FALSE(p);
+    EXPECT_EQ(1, m_second.References());
+    raw->Release();
+}
+
+TEST_F(CComPtrTest, AddressOfReleasesWhatWasHeldSoReuseCannotLeak) {
+    CComPtr<IUnknown> p(&m_first);
+    IUnknown** slot = &p;
+    EXPECT_EQ(0, m_first.References());
+    EXPECT_EQ(nullptr, *slot);
+    EXPECT_OK(m_second.QueryInterface(IID_IUnknown, reinterpret_cast<void**>(slot)));
+    EXPECT_EQ(&m_second, p.Get());
+    EXPECT_EQ(1, m_second.References());
+}
+
+TEST_F(CComPtrTest, CopyToGivesTheCallerItsOwnReference) {
+    CComPtr<IUnknown> p(&m_first);
+    EXPECT_HR(E_POINTER, p.CopyTo(nullptr));
+
+    IUnknown* out = nullptr;
+    EXPECT_OK(p.CopyTo(&out));
+    EXPECT_EQ(&m_first, out);
+    EXPECT_EQ(2, m_first.References());
+    out->Release();
+
+    CComPtr<IUnknown> empty;
+    out = &m_second;
+    EXPECT_OK(empty.CopyTo(&out));
+    EXPECT_EQ(nullptr, out);
+}
+
+TEST_F(CComPtrTest, QueryInterfaceAnswersByTheInterfaceTypeAndClearsOnFailure) {
+    CComPtr<IUnknown> p(&m_first);
+    CComPtr<IUnknown> same;
+    EXPECT_OK(p.QueryInterface(&same));
+    EXPECT_EQ(&m_first, same.Get());
+    EXPECT_EQ(2, m_first.References());
+
+    IClassFactory* factory = reinterpret_cast<IClassFactory*>(&m_second);
+    EXPECT_HR(E_NOINTERFACE, p.QueryInterface(&factory));
+    EXPECT_EQ(nullptr, factory);
+    EXPECT_HR(E_POINTER, p.QueryInterface<IClassFactory>(nullptr));
+
+    CComPtr<IUnknown> empty;
+    factory = reinterpret_cast<IClassFactory*>(&m_second);
+    EXPECT_HR(E_POINTER, empty.QueryInterface(&factory));
+    EXPECT_EQ(nullptr, factory);
+    EXPECT_EQ(2, m_first.References());
+}
+
+TEST_F(CComPtrTest, FreeQueryHelperChecksBothPointers) {
+    IUnknown* out = &m_second;
+    EXPECT_HR(E_POINTER, ZQQueryInterface<IUnknown>(nullptr, &out));
+    EXPECT_EQ(nullptr, out);
+    EXPECT_HR(E_POINTER, ZQQueryInterface<IUnknown>(&m_first, nullptr));
+    EXPECT_OK(ZQQueryInterface(&m_first, &out));
+    EXPECT_EQ(&m_first, out);
+    out->Release();
+    EXPECT_EQ(0, m_first.References());
+}
+
+TEST_F(CComPtrTest, ComparesWithRawPointersAndOtherHolders) {
+    CComPtr<IUnknown> a(&m_first);
+    CComPtr<IUnknown> b(&m_first);
+    CComPtr<IUnknown> c(&m_second);
+    EXPECT_TRUE(a == b);
+    EXPECT_TRUE(a != c);
+    EXPECT_TRUE(a == &m_first);
+    EXPECT_TRUE(&m_first == a);
+    EXPECT_TRUE(a != &m_second);
+    EXPECT_TRUE(CComPtr<IUnknown>() == nullptr);
+    EXPECT_TRUE(a != nullptr);
+}
+
+}  // namespace
