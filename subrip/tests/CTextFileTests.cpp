@@ -1,0 +1,407 @@
+// The text file reader: encodings, line ends, block boundaries, positions
+// and failures.
+#include "subrip/CTextFile.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "subrip/tests/ScratchFile.h"
+#include "tests/support/HResultAssertions.h"
+
+namespace {
+
+using zqsubriptest::ScratchFile;
+using Lines = std::vector<std::u16string>;
+using namespace std::string_literals;
+
+constexpr HRESULT kHandleEof = HRESULT_FROM_WIN32(ERROR_HANDLE_EOF);
+
+// Reads to the end; a failure ends the list with a line that names it.
+Lines ReadAll(CTextFile& file) {
+    Lines lines;
+    std::u16string line = u"stale";
+    for (;;) {
+        HRESULT hr = file.ReadLine(line);
+        if (hr == S_FALSE) {
+            EXPECT_TRUE(line.empty());
+            // The end stays the end.
+            EXPECT_HR(S_FALSE, file.ReadLine(line));
+            return lines;
+        }
+        if (hr != S_OK) {
+            ADD_FAILURE() << "ReadLine failed: " << zqtest::DescribeStatus(hr);
+            return lines;
+        }
+        lines.push_back(line);
+    }
+}
+
+std::string Utf8(std::u16string_view text) {
+    std::string out;
+    for (size_t i = 0; i < text.size(); ++i) {
+        uint32_t c = text[i];
+        if (c >= 0xD800 && c <= 0xDBFF && i + 1 < text.size()) {
+            c = 0x10000 + ((c - 0xD800) << 10) + (text[++i] - 0xDC00);
+        }
+        if (c < 0x80) {
+            out += static_cast<char>(c);
+        } else if (c < 0x800) {
+            out += static_cast<char>(0xC0 | (c >> 6));
+            out += static_cast<char>(0x80 | (c & 0x3F));
+        } else if (c < 0x10000) {
+            out += static_cast<char>(0xE0 | (c >> 12));
+            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+            out += static_cast<char>(0x80 | (c & 0x3F));
+        } else {
+            out += static_cast<char>(0xF0 | (c >> 18));
+            out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+            out += static_cast<char>(0x80 | (c & 0x3F));
+        }
+    }
+    return out;
+}
+
+std::string Latin1(std::u16string_view text) {
+    std::string out;
+    for (char16_t c : text)
+        out += static_cast<char>(c);
+    return out;
+}
+
+std::string Utf16(std::u16string_view text, bool bigEndian) {
+    std::string out = bigEndian ? "\xFE\xFF" : "\xFF\xFE";
+    for (char16_t c : text) {
+        char high = static_cast<char>(c >> 8);
+        char low = static_cast<char>(c & 0xFF);
+        out += bigEndian ? high : low;
+        out += bigEndian ? low : high;
+    }
+    return out;
+}
+
+struct EncodingCase {
+    const char* name;
+    CTextFile::Encoding detected;
+    std::u16string accented;  // the one line that shows the encoding
+    std::string (*encode)(std::u16string_view);
+};
+
+const EncodingCase kEncodings[] = {
+    {"Ascii", CTextFile::Encoding_Ascii, u"plain words", Latin1},
+    {"Cp1252", CTextFile::Encoding_CodePage, u"h\u00E9llo w\u00F6rld \u00FF", Latin1},
+    {"Utf8", CTextFile::Encoding_Utf8, u"h\u00E9llo \u20AC \u0416", Utf8},
+    {"Utf8Bom", CTextFile::Encoding_Utf8, u"h\u00E9llo \u20AC \u3042",
+     [](std::u16string_view t) { return "\xEF\xBB\xBF" + Utf8(t); }},
+    {"Utf16LE", CTextFile::Encoding_Utf16LE, u"\u0A0D \u3042 \U0001D11E \uFEFF",
+     [](std::u16string_view t) { return Utf16(t, false); }},
+    {"Utf16BE", CTextFile::Encoding_Utf16BE, u"\u0D0A \u3042 \U0001D11E",
+     [](std::u16string_view t) { return Utf16(t, true); }},
+};
+
+enum class Ending { Lf, CrLf, Cr, Mixed };
+const char* const kEndingNames[] = {"Lf", "CrLf", "Cr", "Mixed"};
+
+std::u16string EndingAt(Ending ending, size_t index) {
+    static const std::u16string kCycle[] = {u"\n", u"\r\n", u"\r"};
+    switch (ending) {
+    case Ending::Lf:
+        return u"\n";
+    case Ending::CrLf:
+        return u"\r\n";
+    case Ending::Cr:
+        return u"\r";
+    case Ending::Mixed:
+        break;
+    }
+    return kCycle[index % 3];
+}
+
+using LineEndParam = std::tuple<size_t, Ending, bool, size_t>;
+
+class TextFileLineEnds : public ::testing::TestWithParam<LineEndParam> {};
+
+TEST_P(TextFileLineEnds, DeliversTheLinesThatLfEnds) {
+    const auto& [encodingIndex, ending, trailing, blockSize] = GetParam();
+    const EncodingCase& encoding = kEncodings[encodingIndex];
+    const Lines content = {u"first", u"", encoding.accented, u"  spaced\t", u"x", u"last"};
+
+    // Only LF ends a line; CR vanishes wherever it stands.
+    std::u16string text;
+    Lines expected;
+    std::u16string pending;
+    for (size_t i = 0; i < content.size(); ++i) {
+        text += content[i];
+        pending += content[i];
+        if (i + 1 == content.size() && !trailing)
+            break;
+        std::u16string end = EndingAt(ending, i);
+        text += end;
+        if (end.find(u'\n') != std::u16string::npos) {
+            expected.push_back(pending);
+            pending.clear();
+        }
+    }
+    if (!pending.empty())
+        expected.push_back(pending);
+
+    ScratchFile scratch(encoding.encode(text));
+    CTextFile file(CTextFile::Encoding_Auto, 1252, blockSize);
+    ASSERT_OK(file.Open(scratch.WidePath().c_str()));
+    EXPECT_EQ(encoding.detected, file.GetEncoding());
+    EXPECT_EQ(expected, ReadAll(file));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EveryEncodingEndingAndBlock, TextFileLineEnds,
+    ::testing::Combine(::testing::Range<size_t>(0, std::size(kEncodings)),
+                       ::testing::Values(Ending::Lf, Ending::CrLf, Ending::Cr, Ending::Mixed), ::testing::Bool(),
+                       ::testing::Values<size_t>(1, 2, 3, 5, 64, CTextFile::kDefaultBlockSize)),
+    [](const ::testing::TestParamInfo<LineEndParam>& param) {
+        return std::string(kEncodings[std::get<0>(param.param)].name) + "_" +
+               kEndingNames[static_cast<int>(std::get<1>(param.param))] +
+               (std::get<2>(param.param) ? "_Trailing_" : "_Open_") + std::to_string(std::get<3>(param.param));
+    });
+
+struct DetectionCase {
+    const char* name;
+    std::string bytes;
+    CTextFile::Encoding encoding;
+    LONGLONG textStart;
+    Lines lines;
+};
+
+class TextFileDetection : public ::testing::TestWithParam<std::tuple<DetectionCase, size_t>> {};
+
+TEST_P(TextFileDetection, DecidesTheEncodingAndReadsTheText) {
+    const auto& [c, blockSize] = GetParam();
+    ScratchFile scratch(c.bytes);
+    CTextFile file(CTextFile::Encoding_Auto, 1252, blockSize);
+    ASSERT_OK(file.Open(scratch.WidePath().c_str()));
+    EXPECT_EQ(c.encoding, file.GetEncoding());
+    EXPECT_EQ(c.textStart, file.GetTextStart());
+    EXPECT_EQ(c.lines, ReadAll(file));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    MarksAndScan, TextFileDetection,
+    ::testing::Combine(
+        ::testing::Values(
+            DetectionCase{"Empty", "", CTextFile::Encoding_Ascii, 0, {}},
+            DetectionCase{"OneByte", "a", CTextFile::Encoding_Ascii, 0, {u"a"}},
+            DetectionCase{"LineThenEmptyLine", "a\n\n", CTextFile::Encoding_Ascii, 0, {u"a", u""}},
+            DetectionCase{"OnlyCr", "\r", CTextFile::Encoding_Ascii, 0, {}},
+            DetectionCase{"OnlyUtf16Mark", "\xFF\xFE", CTextFile::Encoding_Utf16LE, 2, {}},
+            DetectionCase{"Utf16OddLastByte", "\xFF\xFE" "A\0\n\0B"s, CTextFile::Encoding_Utf16LE, 2, {u"A"}},
+            DetectionCase{"Utf32MarkIsUtf16", "\xFF\xFE\0\0A\0\0\0"s, CTextFile::Encoding_Utf16LE, 2,
+                          {u"\0A\0"s}},
+            DetectionCase{"Utf16BeNulAndMark", "\xFE\xFF\0a\xFE\xFF\0\n"s, CTextFile::Encoding_Utf16BE, 2,
+                          {u"a\uFEFF"}},
+            DetectionCase{"CutUtf8Mark", "\xEF\xBB", CTextFile::Encoding_Utf8, 0, {}},
+            DetectionCase{"Utf8MarkNeedsThirdByte", "\xEF\xBB\x41", CTextFile::Encoding_CodePage, 0,
+                          {u"\u00EF\u00BBA"}},
+            DetectionCase{"NulByte", "ab\0cd\nef"s, CTextFile::Encoding_CodePage, 0, {u"ab", u"ef"}},
+            DetectionCase{"TwoByteUtf8", "\xC3\xA9", CTextFile::Encoding_Utf8, 0, {u"\u00E9"}},
+            DetectionCase{"CutAtEndIsUtf8", "ab\xE9", CTextFile::Encoding_Utf8, 0, {u"ab"}},
+            DetectionCase{"CutThreeByteAtEnd", "\xE2\x82", CTextFile::Encoding_Utf8, 0, {}},
+            DetectionCase{"BadTrailIsCodePage", "\xE9\x41\x0A", CTextFile::Encoding_CodePage, 0, {u"\u00E9A"}},
+            DetectionCase{"LoneTrailIsCodePage", "a\x80", CTextFile::Encoding_CodePage, 0, {u"a\u20AC"}},
+            DetectionCase{"OverlongPasses", "a\xC0\x80\n", CTextFile::Encoding_Utf8, 0, {u"a\0"s}},
+            DetectionCase{"FourByteLeadEndsScan", "\xC3\xA9\xF0\x9F\x98\x80", CTextFile::Encoding_CodePage, 0,
+                          {u"\u00C3\u00A9\u00F0\u0178\u02DC\u20AC"}},
+            DetectionCase{"FourByteAfterMarkIsFourQuestionMarks", "\xEF\xBB\xBF\xF0\x9F\x98\x80",
+                          CTextFile::Encoding_Utf8, 3, {u"????"}},
+            DetectionCase{"TrailByteSwallowsLf", "\xEF\xBB\xBF\xC3\nx\n", CTextFile::Encoding_Utf8, 3,
+                          {u"\u00CAx"}},
+            DetectionCase{"OverlongLfEndsLine", "\xEF\xBB\xBF" "a\xC0\x8A" "b", CTextFile::Encoding_Utf8, 3,
+                          {u"a", u"b"}},
+            DetectionCase{"Utf8KeepsNul", "\xEF\xBB\xBF" "a\0b"s, CTextFile::Encoding_Utf8, 3, {u"a\0b"s}}),
+        ::testing::Values<size_t>(1, 2, CTextFile::kDefaultBlockSize)),
+    [](const ::testing::TestParamInfo<std::tuple<DetectionCase, size_t>>& param) {
+        return std::string(std::get<0>(param.param).name) + "_" + std::to_string(std::get<1>(param.param));
+    });
+
+TEST(TextFile, MarkOverridesTheDefaultAndOtherDefaultsSkipTheScan) {
+    ScratchFile marked("\xFF\xFEx\0"s);
+    CTextFile utf16(CTextFile::Encoding_CodePage, 1251);
+    ASSERT_OK(utf16.Open(marked.WidePath().c_str()));
+    EXPECT_EQ(CTextFile::Encoding_Utf16LE, utf16.GetEncoding());
+
+    // Not inspected: the bytes that would make it a code page file are UTF-8
+    // here, and the LF goes as the last byte of a three-byte character.
+    ScratchFile plain("\xE9\x41\n");
+    CTextFile utf8(CTextFile::Encoding_Utf8, 1252);
+    ASSERT_OK(utf8.Open(plain.WidePath().c_str()));
+    EXPECT_EQ(CTextFile::Encoding_Utf8, utf8.GetEncoding());
+    EXPECT_EQ(0, utf8.GetTextStart());
+    EXPECT_EQ((Lines{u"\u904A"}), ReadAll(utf8));
+}
+
+TEST(TextFile, ConvertsWithTheCodePageOfTheLanguage) {
+    struct {
+        UINT codePage;
+        std::string bytes;
+        std::u16string text;
+    } const cases[] = {
+        {1251, "\xCF\xF0\xE8\xE2\xE5\xF2", u"\u041F\u0440\u0438\u0432\u0435\u0442"},
+        {1250, "\xF8\xE1\xE8", u"\u0159\u00E1\u010D"},
+        {932, "\x82\xA0\x82\xA2", u"\u3042\u3044"},
+        {949, "\xC7\xD1\xB1\xDB", u"\uD55C\uAE00"},
+        // A code page the platform can't serve: the line comes out empty, without failure.
+        {12345, "\xE9t\xE9", u""},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.codePage);
+        ScratchFile scratch(c.bytes + "\r\nabc\n");
+        CTextFile file(CTextFile::Encoding_Auto, c.codePage);
+        ASSERT_OK(file.Open(scratch.WidePath().c_str()));
+        EXPECT_EQ(CTextFile::Encoding_CodePage, file.GetEncoding());
+        Lines expected{c.text, c.codePage == 12345 ? u"" : u"abc"};
+        EXPECT_EQ(expected, ReadAll(file));
+    }
+}
+
+TEST(TextFile, ReadsLinesOfMegabytes) {
+    std::u16string longLine;
+    for (int i = 0; i < 400000; ++i)
+        longLine += u"ab\u00E9\u3042cd\u0416 ";
+    const Lines expected{longLine, u"end"};
+    std::u16string text = longLine + u"\r\nend\n";
+    const std::string files[] = {"\xEF\xBB\xBF" + Utf8(text), Utf16(text, false), Utf16(text, true)};
+    for (const std::string& bytes : files) {
+        ScratchFile scratch(bytes);
+        CTextFile file(CTextFile::Encoding_Auto, 1252);
+        ASSERT_OK(file.Open(scratch.WidePath().c_str()));
+        EXPECT_EQ(expected, ReadAll(file));
+    }
+}
+
+class TextFilePositions : public ::testing::TestWithParam<size_t> {};
+
+TEST_P(TextFilePositions, CountFromTheFirstByteOfText) {
+    ScratchFile scratch("\xEF\xBB\xBF" "ab\ncd\n");
+    CTextFile file(CTextFile::Encoding_Auto, 1252, GetParam());
+    ASSERT_OK(file.Open(scratch.WidePath().c_str()));
+    LONGLONG value = -1;
+    ASSERT_OK(file.GetLength(value));
+    EXPECT_EQ(6, value);
+    ASSERT_OK(file.GetPosition(value));
+    EXPECT_EQ(0, value);
+
+    std::u16string line;
+    ASSERT_OK(file.ReadLine(line));
+    EXPECT_EQ(u"ab", line);
+    ASSERT_OK(file.GetPosition(value));
+    EXPECT_EQ(3, value);
+
+    // Back one byte from the reader's position, not the stream's.
+    ASSERT_OK(file.Seek(-1, ZQ_SEEK_CUR));
+    ASSERT_OK(file.ReadLine(line));
+    EXPECT_EQ(u"", line);
+
+    ASSERT_OK(file.Seek(0, ZQ_SEEK_SET));
+    ASSERT_OK(file.ReadLine(line));
+    EXPECT_EQ(u"ab", line);
+
+    ASSERT_OK(file.Seek(-3, ZQ_SEEK_END));
+    ASSERT_OK(file.ReadLine(line));
+    EXPECT_EQ(u"cd", line);
+    ASSERT_OK(file.GetPosition(value));
+    EXPECT_EQ(6, value);
+
+    EXPECT_HR(E_FAIL, file.Seek(-4, ZQ_SEEK_SET));
+}
+
+INSTANTIATE_TEST_SUITE_P(Blocks, TextFilePositions, ::testing::Values<size_t>(1, 4, CTextFile::kDefaultBlockSize));
+
+TEST(TextFile, ReadBytesTellsTheEndEvenWhenSomeBytesCame) {
+    ScratchFile scratch("abc");
+    CTextFile file(CTextFile::Encoding_CodePage, 1252);
+    ASSERT_OK(file.Open(scratch.WidePath().c_str()));
+    char bytes[4] = {};
+    EXPECT_OK(file.ReadBytes(bytes, 2));
+    EXPECT_EQ("ab", std::string(bytes, 2));
+    EXPECT_HR(kHandleEof, file.ReadBytes(bytes, 2));
+    EXPECT_HR(kHandleEof, file.ReadBytes(bytes, 1));
+}
+
+TEST(TextFile, OpenFailuresLeaveTheFileClosed) {
+    std::u16string line;
+    CTextFile file(CTextFile::Encoding_Auto, 1252);
+    EXPECT_HR(E_UNEXPECTED, file.ReadLine(line));
+
+    std::filesystem::path missing = std::filesystem::temp_directory_path() / "zq-subrip-tests" / "no-such-file.srt";
+    EXPECT_HR(HResult(0x80070002), file.Open(missing.u16string().c_str()));
+    EXPECT_FALSE(file.IsOpen());
+
+    std::filesystem::path folder = std::filesystem::temp_directory_path();
+    EXPECT_HR(HResult(0x80070005), file.Open(folder.u16string().c_str()));
+    EXPECT_FALSE(file.IsOpen());
+    EXPECT_HR(E_POINTER, file.Open(nullptr));
+
+    ScratchFile scratch("x\n");
+    ASSERT_OK(file.Open(scratch.WidePath().c_str()));
+    EXPECT_HR(E_UNEXPECTED, file.Open(scratch.WidePath().c_str()));
+    EXPECT_OK(file.Close());
+    EXPECT_OK(file.Close());
+    EXPECT_HR(E_UNEXPECTED, file.ReadLine(line));
+}
+
+TEST(TextFile, UnreadableFileGivesAccessDenied) {
+    ScratchFile scratch("x\n");
+    std::filesystem::permissions(scratch.Path(), std::filesystem::perms::none);
+    if (std::ifstream(scratch.Path()).is_open())
+        GTEST_SKIP() << "this user reads files without permission (root)";
+    CTextFile file(CTextFile::Encoding_Auto, 1252);
+    EXPECT_HR(HResult(0x80070005), file.Open(scratch.WidePath().c_str()));
+}
+
+// Streams made while it lives fail reads that reach `offset`.
+class ReadFaultScope {
+public:
+    ReadFaultScope(int64_t offset, int errnoValue) { ZQStreamInjectReadFault(offset, errnoValue); }
+    ~ReadFaultScope() { ZQStreamInjectReadFault(-1, 0); }
+    ReadFaultScope(const ReadFaultScope&) = delete;
+    ReadFaultScope& operator=(const ReadFaultScope&) = delete;
+};
+
+class TextFileReadFault : public ::testing::TestWithParam<size_t> {};
+
+TEST_P(TextFileReadFault, ReadLineGivesTheFailureAfterTheGoodLines) {
+    const HRESULT ioError = HRESULT_FROM_WIN32(ZQWin32ErrorFromErrno(EIO));
+    const std::string texts[] = {"\xEF\xBB\xBF" "line1\nline2\nline3\n", Utf16(u"line1\nline2\nline3\n", false),
+                                 "\xEF\xBB\xBF" "l\xC3\xA9ne1\nline2\nline3\n"};
+    for (const std::string& text : texts) {
+        ScratchFile scratch(text);
+        ReadFaultScope fault(static_cast<int64_t>(text.size() - 4), EIO);
+        CTextFile file(CTextFile::Encoding_Auto, 1252, GetParam());
+        ASSERT_OK(file.Open(scratch.WidePath().c_str()));
+        std::u16string line;
+        ASSERT_OK(file.ReadLine(line));
+        ASSERT_OK(file.ReadLine(line));
+        EXPECT_EQ(u"line2", line);
+        EXPECT_HR(ioError, file.ReadLine(line));
+    }
+}
+
+TEST_P(TextFileReadFault, OpenFailsWithTheStatusOfTheMarkOrScanRead) {
+    const HRESULT ioError = HRESULT_FROM_WIN32(ZQWin32ErrorFromErrno(EIO));
+    ScratchFile scratch("plain text that needs a scan\n");
+    for (int64_t offset : {0, 1, 20}) {
+        SCOPED_TRACE(offset);
+        ReadFaultScope fault(offset, EIO);
+        CTextFile file(CTextFile::Encoding_Auto, 1252, GetParam());
+        EXPECT_HR(ioError, file.Open(scratch.WidePath().c_str()));
+        EXPECT_FALSE(file.IsOpen());
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Blocks, TextFileReadFault, ::testing::Values<size_t>(1, 3, CTextFile::kDefaultBlockSize));
+
+}  // namespace
