@@ -1,0 +1,68 @@
+// zqsubtitle: the command line of the subtitle library. Each subcommand lives
+// in its own <Name>Command.cpp/.h pair; adding one is one include and one row
+// of kCommands.
+
+#include <cstdio>
+#include <cstring>
+#include <span>
+
+#include "tools/zqsubtitle/InterfacesCommand.h"
+
+namespace {
+
+constexpr const char* kProgramName = "zqsubtitle";
+constexpr const char* kProductName = "Kestrix Subtitle Library";
+constexpr int kUsageExit = 2;
+
+/// One subcommand: its word on the command line, a line for the usage text,
+/// and its entry, called with argv[0] being the subcommand's word.
+struct Command {
+    const char* name;
+    const char* summary;
+    int (*run)(int argc, char** argv);
+};
+
+constexpr Command kCommands[] = {
+    {"interfaces", "list the automation interfaces, their ids and members", RunInterfacesCommand},
+};
+
+void PrintUsage(FILE* out) {
+    std::fprintf(out, "usage: %s <command> [options]\n       %s --help | --version\n\ncommands:\n", kProgramName,
+                 kProgramName);
+    for (const Command& command : kCommands)
+        std::fprintf(out, "  %-12s %s\n", command.name, command.summary);
+    std::fprintf(out, "\nRun '%s <command> --help' for the options of a command.\n", kProgramName);
+}
+
+const Command* FindCommand(const char* name) {
+    for (const Command& command : kCommands) {
+        if (std::strcmp(command.name, name) == 0)
+            return &command;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 2) {
+        PrintUsage(stderr);
+        return kUsageExit;
+    }
+    const char* word = argv[1];
+    if (std::strcmp(word, "--help") == 0 || std::strcmp(word, "-h") == 0 || std::strcmp(word, "help") == 0) {
+        PrintUsage(stdout);
+        return 0;
+    }
+    if (std::strcmp(word, "--version") == 0) {
+        std::printf("%s %s\n%s\n", kProgramName, ZQ_VERSION_TEXT, kProductName);
+        return 0;
+    }
+    const Command* command = FindCommand(word);
+    if (!command) {
+        std::fprintf(stderr, "%s: unknown command '%s'\n\n", kProgramName, word);
+        PrintUsage(stderr);
+        return kUsageExit;
+    }
+    return command->run(argc - 1, argv + 1);
+}
