@@ -1,0 +1,104 @@
+// The cues of one track, in the order in which they arrived.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "support/CRefObject.h"
+#include "zqsubtitle/ZQSubtitle.h"
+
+class CZQSubtitleCue;
+
+/// An append-only list of cues owned by its track (the only reference). It
+/// holds one reference per cue, in nodes taken from a pool of blocks of ten;
+/// only Clear removes cues, all at once. It takes no lock: the owner object
+/// holds its lock around every call, from whichever thread.
+///
+/// The multiplexer side fills it once and reads it through a cursor
+/// (Rewind, SendNext); the demultiplexer side appends and tests all cues on
+/// every pass (AddCue, UpdateActive, DeactivateAll, Clear).
+class CZQSubtitleCueList final : public CRefObject<CZQSubtitleCueList> {
+public:
+    /// Makes an empty list; `*out` holds the caller's one reference.
+    /// E_POINTER for a null `out`, E_OUTOFMEMORY; `*out` is null on failure.
+    static HRESULT Create(CZQSubtitleCueList** out) noexcept;
+
+    /// Appends a cue of `trackid` with the text up to its NUL (null reads as
+    /// empty) and the interval [start, stop). Values are not tested. S_OK;
+    /// raises the status exception E_OUTOFMEMORY when memory runs out, and the
+    /// list is then as it was. The cursor is not touched.
+    HRESULT AddCue(LONG trackid, const WCHAR* text, REFERENCE_TIME start, REFERENCE_TIME stop);
+    /// The same with a counted text of `length` code units (null only with 0).
+    HRESULT AddCue(LONG trackid, const WCHAR* text, size_t length, REFERENCE_TIME start, REFERENCE_TIME stop);
+
+    /// Tests every cue in list order (CZQSubtitleCue::UpdateActive), so one
+    /// pass fires the Inactive of a cue before the Active of a later one.
+    /// The first negative status ends the pass and is returned; the cues
+    /// tested so far keep their new state. Else S_OK.
+    HRESULT UpdateActive(bool selected, IZQDmxSubtitleCallback* callback, REFERENCE_TIME time);
+
+    /// Makes every cue inactive without events; `*wasActive` becomes true if
+    /// any was active and is otherwise left alone. S_OK.
+    HRESULT DeactivateAll(bool* wasActive) noexcept;
+
+    /// Sends the cue at the cursor and moves the cursor past it first, so a
+    /// cue whose send failed isn't sent again. 0 when a cue went out (also
+    /// for a positive status of the host), 1 when nothing is left (always so
+    /// before the first Rewind), or the negative status of the send. May raise
+    /// the status exception E_OUTOFMEMORY (see CZQSubtitleCue::Send).
+    HRESULT SendNext(IZQMuxSubtitleControlCallback* callback);
+
+    /// Puts the cursor on the first cue. S_OK.
+    HRESULT Rewind() noexcept;
+
+    /// Gives every cue the id (CZQSubtitleCue::SetTrackID); the first negative
+    /// status ends the walk and is returned, else S_OK.
+    HRESULT SetTrackID(LONG trackid) noexcept;
+
+    /// Releases every cue and gives the pool back; a cue that somebody else
+    /// still holds lives on. Fires nothing. The cursor goes back to "nothing
+    /// left", as it could only point at a node that is gone.
+    void Clear() noexcept;
+
+    /// Number of cues in the list.
+    uint32_t GetCount() const noexcept { return m_count; }
+    /// Number of pool blocks held; each holds GetBlockSize() nodes.
+    uint32_t GetBlockCount() const noexcept;
+    uint32_t GetBlockSize() const noexcept { return m_blockSize; }
+
+private:
+    struct CueNode {
+        CueNode* next;
+        /// Written on insertion; nothing walks backwards.
+        CueNode* previous;
+        /// One reference, owned by the list while the node is in it.
+        CZQSubtitleCue* cue;
+    };
+
+    static constexpr uint32_t kBlockSize = 10;
+
+    /// One heap allocation of kBlockSize nodes; blocks go back all at once.
+    struct CueBlock {
+        CueBlock* next;
+        CueNode nodes[kBlockSize];
+    };
+
+    CZQSubtitleCueList() noexcept = default;
+    ~CZQSubtitleCueList() override;
+
+    /// Appends a cue that the caller holds; takes the list's own reference.
+    void Append(CZQSubtitleCue* cue);
+    /// Fills the free chain with a new block; raises E_OUTOFMEMORY.
+    void GrowPool();
+
+    CueNode* m_head = nullptr;
+    CueNode* m_tail = nullptr;
+    uint32_t m_count = 0;
+    /// Newest block first.
+    CueBlock* m_blocks = nullptr;
+    /// Chained through `next`.
+    CueNode* m_freeNodes = nullptr;
+    const uint32_t m_blockSize = kBlockSize;
+    /// The node SendNext sends next; null before Rewind and at the end.
+    CueNode* m_cursor = nullptr;
+};
