@@ -1,0 +1,138 @@
+// VARIANT life cycle: what clearing frees, what copying duplicates.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/support/CountingUnknown.h"
+#include "tests/support/HResultAssertions.h"
+#include "zqplatform/oleauto.h"
+
+namespace {
+
+using zqtest::CountingUnknown;
+
+VARIANT UnknownVariant(IUnknown* unknown) {
+    VARIANT v;
+    VariantInit(&v);
+    v.vt = VT_UNKNOWN;
+    v.punkVal = unknown;
+    return v;
+}
+
+VARIANT BstrVariant(const char16_t* text, UINT length) {
+    VARIANT v;
+    VariantInit(&v);
+    v.vt = VT_BSTR;
+    v.bstrVal = SysAllocStringLen(text, length);
+    return v;
+}
+
+TEST(VariantLifecycle, ClearReleasesAnInterfaceExactlyOnce) {
+    CountingUnknown unknown;
+    unknown.AddRef();
+    VARIANT v = UnknownVariant(&unknown);
+    EXPECT_OK(VariantClear(&v));
+    EXPECT_EQ(v.vt, VT_EMPTY);
+    EXPECT_EQ(unknown.ReleaseCalls(), 1);
+    EXPECT_OK(VariantClear(&v));
+    EXPECT_EQ(unknown.ReleaseCalls(), 1);
+}
+
+TEST(VariantLifecycle, ClearOfAReferenceOwnsNothing) {
+    CountingUnknown unknown;
+    IUnknown* slot = &unknown;
+    VARIANT v;
+    VariantInit(&v);
+    v.vt = VT_BYREF | VT_UNKNOWN;
+    v.ppunkVal = &slot;
+    EXPECT_OK(VariantClear(&v));
+    EXPECT_EQ(v.vt, VT_EMPTY);
+    EXPECT_EQ(unknown.ReleaseCalls(), 0);
+}
+
+TEST(VariantLifecycle, ClearOfAnUnknownTypeFailsAndLeavesTheVariant) {
+    VARIANT v;
+    VariantInit(&v);
+    v.vt = 0x7F;
+    v.lVal = 42;
+    EXPECT_HR(DISP_E_BADVARTYPE, VariantClear(&v));
+    EXPECT_EQ(v.vt, 0x7F);
+    EXPECT_EQ(v.lVal, 42);
+}
+
+TEST(VariantLifecycle, CopyDuplicatesTextWithItsEmbeddedNuls) {
+    VARIANT source = BstrVariant(u"a\0b", 3);
+    VARIANT copy;
+    VariantInit(&copy);
+    ASSERT_OK(VariantCopy(&copy, &source));
+    EXPECT_EQ(copy.vt, VT_BSTR);
+    EXPECT_NE(copy.bstrVal, source.bstrVal);
+    EXPECT_EQ(std::u16string(copy.bstrVal, SysStringLen(copy.bstrVal)), std::u16string(u"a\0b", 3));
+    EXPECT_OK(VariantClear(&copy));
+    EXPECT_OK(VariantClear(&source));
+}
+
+TEST(VariantLifecycle, CopyAddsOneReferenceAndReleasesWhatTheDestinationHeld) {
+    CountingUnknown first;
+    CountingUnknown second;
+    first.AddRef();
+    second.AddRef();
+    VARIANT source = UnknownVariant(&first);
+    VARIANT dest = UnknownVariant(&second);
+    ASSERT_OK(VariantCopy(&dest, &source));
+    EXPECT_EQ(first.References(), 2);
+    EXPECT_EQ(second.References(), 0);
+    EXPECT_EQ(dest.punkVal, &first);
+    EXPECT_OK(VariantClear(&dest));
+    EXPECT_OK(VariantClear(&source));
+    EXPECT_EQ(first.References(), 0);
+}
+
+TEST(VariantLifecycle, CopyIndReadsThroughReferencesIntoOwnedValues) {
+    BSTR text = SysAllocString(u"shared");
+    VARIANT reference;
+    VariantInit(&reference);
+    reference.vt = VT_BYREF | VT_BSTR;
+    reference.pbstrVal = &text;
+    VARIANT copy;
+    VariantInit(&copy);
+    ASSERT_OK(VariantCopyInd(&copy, &reference));
+    EXPECT_EQ(copy.vt, VT_BSTR);
+    EXPECT_NE(copy.bstrVal, text);
+    EXPECT_EQ(std::u16string(copy.bstrVal), u"shared");
+
+    LONG number = 7;
+    VARIANT inner;
+    VariantInit(&inner);
+    inner.vt = VT_BYREF | VT_I4;
+    inner.plVal = &number;
+    ASSERT_OK(VariantCopyInd(&inner, &inner));  // in place
+    EXPECT_EQ(inner.vt, VT_I4);
+    EXPECT_EQ(inner.lVal, 7);
+
+    VARIANT outer;
+    VariantInit(&outer);
+    outer.vt = VT_BYREF | VT_VARIANT;
+    outer.pvarVal = &copy;
+    VARIANT fromVariant;
+    VariantInit(&fromVariant);
+    ASSERT_OK(VariantCopyInd(&fromVariant, &outer));
+    EXPECT_EQ(std::u16string(fromVariant.bstrVal), u"shared");
+
+    EXPECT_OK(VariantClear(&fromVariant));
+    EXPECT_OK(VariantClear(&copy));
+    SysFreeString(text);
+}
+
+TEST(VariantLifecycle, CopyIndRejectsANullReference) {
+    VARIANT reference;
+    VariantInit(&reference);
+    reference.vt = VT_BYREF | VT_I4;
+    reference.plVal = nullptr;
+    VARIANT copy;
+    VariantInit(&copy);
+    EXPECT_HR(E_INVALIDARG, VariantCopyInd(&copy, &reference));
+    EXPECT_EQ(copy.vt, VT_EMPTY);
+}
+
+}  // namespace
