@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <initializer_list>
+#include <thread>
 #include <vector>
 
 #include "shell/typeinfo/tests/DispatchTestObjects.h"
@@ -323,6 +324,34 @@ TEST_F(DispatchTest, TypeInfoIsSharedAndHandedOutWithOneReference) {
     ASSERT_OK(dmxTypeInfo->GetDocumentation(-1, &name, nullptr, nullptr, nullptr));
     EXPECT_EQ(u"IZQDmxSubtitle", FromBstr(name));
     SysFreeString(name);
+}
+
+TEST_F(DispatchTest, ThreadsShareTheTypeInfoAndKeepItsCountBalanced) {
+    CComPtr<ITypeInfo> held;
+    ASSERT_OK(m_cue->GetTypeInfo(0, 0, &held));
+    const ULONG before = held->AddRef() - 1;
+    held->Release();
+
+    constexpr int kThreads = 4;
+    constexpr int kRounds = 200;
+    std::vector<std::thread> threads;
+    std::vector<int> failures(kThreads, 0);
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < kRounds; ++i) {
+                CComPtr<ITypeInfo> typeInfo;
+                ScopedVariant text;
+                if (FAILED(m_cue->GetTypeInfo(0, 0, &typeInfo)) || typeInfo.Get() != held.Get() ||
+                    FAILED(Get(m_cue.Get(), 3, &text)))
+                    ++failures[t];
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(std::vector<int>(kThreads, 0), failures);
+    EXPECT_EQ(before + 1, held->AddRef());
+    held->Release();
 }
 
 }  // namespace
