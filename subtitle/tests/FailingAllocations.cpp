@@ -46,6 +46,8 @@ bool FailNthAllocation::Triggered() const noexcept {
 // The replacements are visible to every library of the process, so that an
 // allocation and its release always meet the same pair.
 #define ZQTEST_EXPORT __attribute__((visibility("default")))
+// The pairs below are malloc and free underneath, which the compiler can't see.
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
 
 ZQTEST_EXPORT void* operator new(std::size_t size) {
     void* p = Allocate(size);
