@@ -1,0 +1,165 @@
+// The stamped line: which fields the prefix has, in which order, and what
+// happens to leading line feeds, pauses and short buffers.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <regex>
+#include <string>
+
+#include "support/trace/CTraceTimer.h"
+#include "support/trace/CTracerLink.h"
+#include "support/trace/tests/TraceTestSupport.h"
+#include "zqplatform/diag.h"
+#include "zqplatform/status.h"
+#include "zqplatform/sync.h"
+
+namespace {
+
+using tracetest::MsSince;
+using tracetest::TraceFixture;
+
+std::string Format(const char* text, size_t size = kTraceLineBytes) {
+    std::string buffer(size, '\0');
+    return FormatTraceLine(buffer.data(), buffer.size(), text);
+}
+
+struct PrefixCase {
+    const char* name;
+    DWORD flags;
+    const char* pattern;  // after the leading CR LF and an optional pause line
+};
+
+class PrefixLayout : public TraceFixture, public ::testing::WithParamInterface<PrefixCase> {};
+
+TEST_P(PrefixLayout, FieldsFollowEachOtherInOrder) {
+    g_TraceFlags = GetParam().flags;
+    std::string line = Format("\nhello");
+    std::regex expected(std::string("\r\n(\r\n)?") + GetParam().pattern + "hello");
+    EXPECT_TRUE(std::regex_match(line, expected)) << "line: " << ::testing::PrintToString(line);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Flags, PrefixLayout,
+    ::testing::Values(PrefixCase {"None", 0, ""},
+                      PrefixCase {"Time", kTraceTime, R"(\d\d:[0-5]\d:[0-5]\d\.\d{3}: )"},
+                      PrefixCase {"Handles", kTraceHandleCount, R"( *[1-9]\d* )"},
+                      PrefixCase {"Thread", kTraceThreadId, R"([0-9a-f]{8}: )"},
+                      PrefixCase {"All", kTraceTime | kTraceHandleCount | kTraceThreadId,
+                                  R"(\d\d:[0-5]\d:[0-5]\d\.\d{3}:  *[1-9]\d* [0-9a-f]{8}: )"}),
+    [](const auto& testInfo) { return std::string(testInfo.param.name); });
+
+TEST_F(TraceFixture, ThreadFieldIsTheCallersId) {
+    g_TraceFlags = kTraceThreadId;
+    char expected[32];
+    std::snprintf(expected, sizeof expected, "\r\n%08x: x", GetCurrentThreadId());
+    EXPECT_EQ(expected, Format("\nx"));
+}
+
+TEST_F(TraceFixture, TextWithoutLeadingLineFeedIsAContinuationWithoutPrefix) {
+    g_TraceFlags = kTraceTime | kTraceThreadId | kTraceHandleCount;
+    const char* text = "more of the line\n";
+    char buffer[64];
+    EXPECT_EQ(text, FormatTraceLine(buffer, sizeof buffer, text));
+}
+
+TEST_F(TraceFixture, LeadingLineFeedsBecomeCrLfAndSurplusMakesRoomForFields) {
+    g_TraceFlags = 0;
+    EXPECT_EQ("\r\n\r\n\r\nx", Format("\n\n\nx"));
+
+    // Forty line feeds can't all fit the prefix beside a stamp and an id:
+    // the fields and the text stay whole.
+    g_TraceFlags = kTraceTime | kTraceThreadId;
+    std::string line = Format((std::string(40, '\n') + "tail").c_str());
+    std::smatch parts;
+    ASSERT_TRUE(std::regex_match(line, parts, std::regex(R"(((?:\r\n)+)\d\d:\d\d:\d\d\.\d{3}: [0-9a-f]{8}: tail)")))
+        << ::testing::PrintToString(line);
+    EXPECT_LT(line.size() - std::strlen("tail"), 50u);
+    EXPECT_GE(parts[1].length(), 2u);
+}
+
+TEST_F(TraceFixture, OutputIsCutToTheBuffer) {
+    g_TraceFlags = 0;
+    EXPECT_EQ("\r\n0123", Format("\n0123456789", 7));
+}
+
+TEST_F(TraceFixture, PauseOfMoreThan100MsShowsAsEmptyLine) {
+    g_TraceFlags = kTraceTime;
+    Format("\nbefore");
+    auto pauseStart = std::chrono::steady_clock::now();
+    tracetest::WaitUntil([&] { return MsSince(pauseStart) > 150; });
+
+    auto lineStart = std::chrono::steady_clock::now();
+    std::string afterPause = Format("\nafter");
+    std::string next = Format("\nnext");
+    long long gap = MsSince(lineStart);
+
+    EXPECT_TRUE(std::regex_match(afterPause, std::regex(R"(\r\n\r\n\d\d:\d\d:\d\d\.\d{3}: after)")))
+        << ::testing::PrintToString(afterPause);
+    // The next line is only known to follow closely if the machine didn't
+    // stall between the two calls.
+    if (gap < 90) {
+        EXPECT_TRUE(std::regex_match(next, std::regex(R"(\r\n\d\d:\d\d:\d\d\.\d{3}: next)")))
+            << ::testing::PrintToString(next);
+    }
+}
+
+TEST_F(TraceFixture, FlagsStartWithTheBuiltInBitOnly) {
+    // The fixture restores the flags after each test, so this holds in any order.
+    EXPECT_EQ(kTraceBuiltIn, g_TraceFlags);
+    WCHAR path[kTracePathChars];
+    GetDefaultTracePath(path);
+    std::u16string expected = std::filesystem::temp_directory_path().u16string();
+    std::u16string actual(path);
+    EXPECT_EQ(0u, actual.find(expected));
+    std::u16string name = u"/KestrixTrace.txt";
+    ASSERT_GT(actual.size(), name.size());
+    EXPECT_EQ(name, actual.substr(actual.size() - name.size()));
+}
+
+TEST_F(TraceFixture, BuiltInFlagsMakeNoTracerNoFileAndNoOutput) {
+    g_TraceFlags = kTraceBuiltIn;
+    ::testing::internal::CaptureStderr();
+    Trace("\nvalue %d", 1);
+    TraceLine("\nline");
+    EXPECT_EQ("", ::testing::internal::GetCapturedStderr());
+
+    EXPECT_EQ(nullptr, GetTracerLink().GetTracer());
+    char name[600];
+    std::snprintf(name, sizeof name, "%08X.%d.%s", GetCurrentProcessId(), kTraceRecordNumber, m_file.c_str());
+    HANDLE record = CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 16, name);
+    EXPECT_NE(ERROR_ALREADY_EXISTS, GetLastError());
+    CloseHandle(record);
+    EXPECT_TRUE(std::filesystem::is_empty(m_directory));
+}
+
+TEST_F(TraceFixture, DebuggerOutputGetsTheFormattedLine) {
+    g_TraceFlags = kTraceActive | kTraceToDebugger;
+    ::testing::internal::CaptureStderr();
+    Trace("\nvalue %d of %s", 42, "x");
+    EXPECT_EQ("\r\nvalue 42 of x", ::testing::internal::GetCapturedStderr());
+
+    // Without the active bit Trace is silent, TraceLine is not.
+    g_TraceFlags = kTraceToDebugger;
+    ::testing::internal::CaptureStderr();
+    Trace("\nsilent");
+    TraceLine("\nraw");
+    EXPECT_EQ("\r\nraw", ::testing::internal::GetCapturedStderr());
+}
+
+TEST_F(TraceFixture, NamedTimerReportsItsDurationAboveTheThreshold) {
+    g_TraceFlags = kTraceActive | kTraceToDebugger;
+    ::testing::internal::CaptureStderr();
+    {
+        HRESULT hr = E_FAIL;
+        CTraceTimer always("step took %s;", -1, &hr);
+        EXPECT_EQ(S_OK, hr);
+        CTraceTimer never("never %s", 0x7FFFFFFF);
+    }
+    std::string output = ::testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(std::regex_match(output, std::regex(R"(step took (\d{3}ms|\d+\.\d{3}s);)"))) << output;
+}
+
+}  // namespace

@@ -1,0 +1,164 @@
+// The shared tracer on its own: line ends, the UTF-8 mark, batching by the
+// timer with the quiet time after a write, the move into a directory, and
+// many threads appending at once.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <regex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/trace/CSharedTracer.h"
+#include "support/trace/tests/TraceTestSupport.h"
+
+namespace {
+
+using tracetest::kMark;
+using tracetest::MsSince;
+using tracetest::ReadBytes;
+
+/// A tracer of its own for each test, with one user, released at the end
+/// unless the test did it.
+class SharedTracerTest : public tracetest::TraceFixture {
+protected:
+    void SetUp() override {
+        TraceFixture::SetUp();
+        m_tracer = CSharedTracer::Create();
+        ASSERT_NE(nullptr, m_tracer);
+        m_tracer->AddUse();
+    }
+
+    void TearDown() override {
+        ReleaseTracer();
+        TraceFixture::TearDown();
+    }
+
+    void ReleaseTracer() {
+        if (m_tracer != nullptr) {
+            EXPECT_EQ(0, m_tracer->Release());
+        }
+        m_tracer = nullptr;
+    }
+
+    CSharedTracer* m_tracer = nullptr;
+};
+
+TEST_F(SharedTracerTest, LoneCrAndLoneLfBecomeCrLfAndANewFileGetsTheMark) {
+    m_tracer->Append("a\nb\rc\r\nd\n\r");
+    ReleaseTracer();
+    EXPECT_EQ(std::string(kMark) + "a\r\nb\r\nc\r\nd\r\n\r\n", ReadBytes(m_file));
+}
+
+TEST_F(SharedTracerTest, AFileThatIsNotEmptyGetsNoSecondMark) {
+    tracetest::WriteBytes(m_file, "earlier\r\n");
+    m_tracer->Append("later");
+    ReleaseTracer();
+    EXPECT_EQ("earlier\r\nlater", ReadBytes(m_file));
+
+    // A second tracer appending to the file the first one began.
+    std::filesystem::remove(m_file);
+    for (const char* text : {"one", "two"}) {
+        CSharedTracer* tracer = CSharedTracer::Create();
+        tracer->AddUse();
+        tracer->Append(text);
+        EXPECT_EQ(0, tracer->Release());
+    }
+    EXPECT_EQ(std::string(kMark) + "onetwo", ReadBytes(m_file));
+}
+
+TEST_F(SharedTracerTest, FlushWaitsOutTheQuietTimeAndTheTimerWritesTheBatch) {
+    auto created = std::chrono::steady_clock::now();
+    m_tracer->Append("\nfirst");
+    m_tracer->Append("\nsecond");
+    m_tracer->Flush();
+    // The tracer's clock started before `created`, so these checks only hold
+    // when the calls above took less than the quiet time.
+    bool quick = MsSince(created) < 45;
+    if (quick) {
+        EXPECT_FALSE(std::filesystem::exists(m_file));
+    }
+
+    tracetest::WaitUntil([&] { return MsSince(created) > 60; });
+    auto written = std::chrono::steady_clock::now();
+    m_tracer->Flush();
+    EXPECT_EQ(std::string(kMark) + "\r\nfirst\r\nsecond", ReadBytes(m_file));
+
+    // Right after a write a flush waits for a later period of the timer.
+    m_tracer->Append("\nthird");
+    m_tracer->Flush();
+    std::string afterQuickFlush = ReadBytes(m_file);
+    if (MsSince(written) < 45 && MsSince(created) < 400) {
+        EXPECT_EQ(std::string::npos, afterQuickFlush.find("third"));
+    }
+    EXPECT_NE(nullptr, m_tracer->GetTimer());
+    EXPECT_TRUE(tracetest::WaitUntil([&] { return ReadBytes(m_file).find("third") != std::string::npos; }));
+    EXPECT_EQ(std::string(kMark) + "\r\nfirst\r\nsecond\r\nthird", ReadBytes(m_file));
+}
+
+TEST_F(SharedTracerTest, MovesIntoADirectoryOfTheSameNameWhenThePathIsOne) {
+    std::filesystem::path blocked = m_directory / "Blocked.log";
+    std::filesystem::create_directory(blocked);
+    SetTracePath(blocked.u16string().c_str());
+
+    m_tracer->Append("moved");
+    ReleaseTracer();
+
+    EXPECT_EQ(std::string(kMark) + "moved", ReadBytes(blocked / "Blocked.log"));
+    WCHAR path[kTracePathChars];
+    CopyTracePath(path);
+    EXPECT_EQ((blocked / "Blocked.log").u16string(), std::u16string(path));
+}
+
+TEST_F(SharedTracerTest, MovesOnlyOnce) {
+    std::filesystem::path blocked = m_directory / "Blocked.log";
+    std::filesystem::create_directories(blocked / "Blocked.log");
+    SetTracePath(blocked.u16string().c_str());
+
+    m_tracer->Append("lost");
+    m_tracer->WriteOut(reinterpret_cast<const BYTE*>("again"), 5);
+    ReleaseTracer();
+
+    // The second directory is not followed: the bytes are lost.
+    EXPECT_FALSE(std::filesystem::exists(blocked / "Blocked.log" / "Blocked.log"));
+    WCHAR path[kTracePathChars];
+    CopyTracePath(path);
+    EXPECT_EQ((blocked / "Blocked.log").u16string(), std::u16string(path));
+}
+
+TEST_F(SharedTracerTest, LinesFromManyThreadsArriveWholeAndInOrderPerThread) {
+    constexpr int kThreads = 4;
+    constexpr int kLines = 250;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([this, t] {
+            for (int i = 0; i < kLines; ++i) {
+                std::string line = "\nthread " + std::to_string(t) + " line " + std::to_string(i);
+                m_tracer->Append(line.c_str());
+            }
+        });
+    }
+    for (auto& thread : threads)
+        thread.join();
+    ReleaseTracer();
+
+    std::string bytes = ReadBytes(m_file);
+    ASSERT_EQ(0u, bytes.find(kMark));
+    // Each line is "\r\nthread T line I".
+    std::vector<int> next(kThreads, 0);
+    int count = 0;
+    std::regex shape(R"(thread (\d) line (\d+))");
+    for (size_t start = bytes.find("\r\n", 3); start != std::string::npos; ++count) {
+        size_t end = bytes.find("\r\n", start + 2);
+        std::string line = bytes.substr(start + 2, end == std::string::npos ? std::string::npos : end - start - 2);
+        std::smatch parts;
+        ASSERT_TRUE(std::regex_match(line, parts, shape)) << ::testing::PrintToString(line);
+        int thread = std::stoi(parts[1]);
+        EXPECT_EQ(next[thread]++, std::stoi(parts[2]));
+        start = end;
+    }
+    EXPECT_EQ(kThreads * kLines, count);
+}
+
+}  // namespace

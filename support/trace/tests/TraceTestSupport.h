@@ -1,0 +1,42 @@
+// Shared helpers of the trace tests: a fixture that points this copy's trace
+// file into a fresh temporary directory (never the user's real path), file
+// reading and waiting on a condition with a deadline.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <string>
+
+#include "support/trace/Trace.h"
+
+namespace tracetest {
+
+inline constexpr char kMark[] = "\xEF\xBB\xBF";
+
+/// The bytes of a file, or "" if it can't be read.
+std::string ReadBytes(const std::filesystem::path& file);
+void WriteBytes(const std::filesystem::path& file, const std::string& bytes);
+/// Polls `condition` until it holds or `limit` passes; answers its last value.
+bool WaitUntil(const std::function<bool()>& condition,
+               std::chrono::milliseconds limit = std::chrono::seconds(10));
+/// Whole milliseconds of the steady clock since `start`.
+long long MsSince(std::chrono::steady_clock::time_point start);
+
+/// Saves and restores this copy's flags; gives each test its own directory
+/// and trace file path. The path is left pointing into the removed directory,
+/// so that anything written later (at exit) fails instead of reaching the
+/// real default file.
+class TraceFixture : public ::testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    std::filesystem::path m_directory;
+    std::filesystem::path m_file;  // m_directory / KestrixTrace.txt, set as g_TracePath
+    DWORD m_savedFlags = 0;
+};
+
+}  // namespace tracetest

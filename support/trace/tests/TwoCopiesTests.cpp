@@ -1,0 +1,161 @@
+// Several copies of the trace code in one process: two shared objects that
+// each carry their own copy find one tracer, one timer, one buffer and one
+// file; the copy whose code the timer calls hands the timer over when it is
+// unloaded; and the end of a process writes out what was still waiting.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include "support/trace/tests/TraceTestSupport.h"
+#include "support/trace/tests/copy/TraceCopy.h"
+#include "zqplatform/diag.h"
+#include "zqplatform/module.h"
+#include "zqplatform/status.h"
+#include "zqplatform/sync.h"
+
+namespace {
+
+using tracetest::kMark;
+using tracetest::ReadBytes;
+using tracetest::WaitUntil;
+
+constexpr DWORD kToFile = kTraceActive | kTraceToFile;
+
+/// One loaded copy and its three functions.
+class TraceCopy {
+public:
+    explicit TraceCopy(const char* path) : m_path(path) {
+        m_module = LoadLibraryW(std::filesystem::path(path).u16string().c_str());
+        if (m_module == nullptr)
+            return;
+        m_configure = reinterpret_cast<TraceCopyConfigureFunction>(GetProcAddress(m_module, kTraceCopyConfigure));
+        m_line = reinterpret_cast<TraceCopyLineFunction>(GetProcAddress(m_module, kTraceCopyLine));
+        m_inspect = reinterpret_cast<TraceCopyInspectFunction>(GetProcAddress(m_module, kTraceCopyInspect));
+    }
+    ~TraceCopy() { Unload(); }
+
+    bool Loaded() const { return m_module != nullptr && m_configure && m_line && m_inspect; }
+    void Configure(DWORD flags, const std::filesystem::path& file) { m_configure(flags, file.u16string().c_str()); }
+    void Line(const char* text) { m_line(text); }
+    TraceCopyState Inspect() {
+        TraceCopyState state {};
+        m_inspect(&state);
+        return state;
+    }
+    void Unload() {
+        if (m_module != nullptr)
+            FreeLibrary(m_module);
+        m_module = nullptr;
+    }
+    HMODULE Module() const { return m_module; }
+    const std::string& Path() const { return m_path; }
+
+private:
+    std::string m_path;
+    HMODULE m_module = nullptr;
+    TraceCopyConfigureFunction m_configure = nullptr;
+    TraceCopyLineFunction m_line = nullptr;
+    TraceCopyInspectFunction m_inspect = nullptr;
+};
+
+class TwoCopiesTest : public tracetest::TraceFixture {
+protected:
+    void SetUp() override {
+        TraceFixture::SetUp();
+        ASSERT_TRUE(m_a.Loaded()) << m_a.Path();
+        ASSERT_TRUE(m_b.Loaded()) << m_b.Path();
+        m_a.Configure(kToFile, m_file);
+        m_b.Configure(kToFile, m_file);
+    }
+
+    void TearDown() override {
+        m_a.Unload();
+        m_b.Unload();
+        TraceFixture::TearDown();
+    }
+
+    bool FileHas(const char* text) { return ReadBytes(m_file).find(text) != std::string::npos; }
+
+    TraceCopy m_a {ZQ_TRACE_COPY_A};
+    TraceCopy m_b {ZQ_TRACE_COPY_B};
+};
+
+TEST_F(TwoCopiesTest, ModuleFileNameIsThePathOfTheLoadedCopy) {
+    WCHAR path[600];
+    ASSERT_NE(0u, GetModuleFileNameW(m_a.Module(), path, 600));
+    EXPECT_TRUE(std::filesystem::equivalent(std::filesystem::path(std::u16string(path)), m_a.Path()));
+    ASSERT_NE(0u, GetModuleFileNameW(nullptr, path, 600));
+    EXPECT_EQ("trace_tests", std::filesystem::path(std::u16string(path)).filename());
+}
+
+TEST_F(TwoCopiesTest, OneTracerTimerBufferAndFileServeBothCopies) {
+    m_a.Line("\nfrom a");
+    m_b.Line("\nfrom b");
+
+    TraceCopyState a = m_a.Inspect();
+    TraceCopyState b = m_b.Inspect();
+    ASSERT_NE(nullptr, a.tracer);
+    EXPECT_EQ(a.tracer, b.tracer);
+    EXPECT_NE(nullptr, a.timer);
+    EXPECT_EQ(a.timer, b.timer);
+    EXPECT_EQ(a.ownFlags, a.timerOwner) << "the first copy to trace made the timer";
+    EXPECT_NE(a.ownFlags, b.ownFlags);
+    EXPECT_EQ(a.writeBuffer, b.writeBuffer);
+
+    EXPECT_TRUE(WaitUntil([&] { return FileHas("from b"); }));
+    EXPECT_EQ(std::string(kMark) + "\r\nfrom a\r\nfrom b", ReadBytes(m_file));
+}
+
+TEST_F(TwoCopiesTest, UnloadingTheTimersCopyHandsTheTimerToTheOther) {
+    m_a.Line("\nfrom a");
+    m_b.Line("\nfrom b");
+    ASSERT_EQ(m_a.Inspect().ownFlags, m_b.Inspect().timerOwner);
+
+    // The unload writes out what waits, without waiting for the timer.
+    m_a.Unload();
+    EXPECT_EQ(std::string(kMark) + "\r\nfrom a\r\nfrom b", ReadBytes(m_file));
+    TraceCopyState afterUnload = m_b.Inspect();
+    EXPECT_NE(nullptr, afterUnload.tracer);
+    EXPECT_EQ(nullptr, afterUnload.timer);
+    EXPECT_EQ(nullptr, afterUnload.writeBuffer);
+
+    m_b.Line("\nb alone");
+    TraceCopyState handedOver = m_b.Inspect();
+    EXPECT_NE(nullptr, handedOver.timer);
+    EXPECT_EQ(handedOver.ownFlags, handedOver.timerOwner);
+    EXPECT_TRUE(WaitUntil([&] { return FileHas("b alone"); })) << "the new timer writes";
+
+    // The last copy frees the tracer and with it the record.
+    m_b.Unload();
+    char name[600];
+    std::snprintf(name, sizeof name, "%08X.%d.%s", GetCurrentProcessId(), kTraceRecordNumber, m_file.c_str());
+    HANDLE record = CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 16, name);
+    EXPECT_NE(ERROR_ALREADY_EXISTS, GetLastError());
+    CloseHandle(record);
+}
+
+// Run only as the child of ExitWritesOutWhatIsStillWaiting: traces one line
+// to the file it is given, through this program's own copy, and ends.
+TEST(TraceExitChild, DISABLED_TracesOneLineAndExits) {
+    const char* file = std::getenv("ZQ_TRACE_CHILD_FILE");
+    if (file == nullptr)
+        GTEST_SKIP() << "run by ExitWritesOutWhatIsStillWaiting";
+    SetTracePath(std::filesystem::path(file).u16string().c_str());
+    g_TraceFlags = kToFile;
+    TraceLine("\nfrom the child");
+}
+
+TEST_F(TwoCopiesTest, ExitWritesOutWhatIsStillWaiting) {
+    WCHAR program[600];
+    ASSERT_NE(0u, GetModuleFileNameW(nullptr, program, 600));
+    std::string command = "ZQ_TRACE_CHILD_FILE='" + m_file.string() + "' '" +
+                          std::filesystem::path(std::u16string(program)).string() +
+                          "' --gtest_also_run_disabled_tests --gtest_filter=TraceExitChild.* > /dev/null";
+    ASSERT_EQ(0, std::system(command.c_str()));
+    EXPECT_EQ(std::string(kMark) + "\r\nfrom the child", ReadBytes(m_file));
+}
+
+}  // namespace
