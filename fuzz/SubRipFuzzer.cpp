@@ -1,0 +1,104 @@
+// Arbitrary bytes through the text file reader and the SubRip parser, in every
+// encoding and with read-ahead blocks of several sizes. Besides the
+// sanitizers' findings it checks what must hold for any input: a line never
+// holds CR or LF, the block size never changes a line, and the parser's
+// all-or-nothing rule.
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "subrip/CTextFile.h"
+#include "subrip/SubRipParser.h"
+#include "subtitle/CZQSubtitleCueList.h"
+
+namespace {
+
+constexpr CTextFile::Encoding kEncodings[] = {
+    CTextFile::Encoding_Auto,     CTextFile::Encoding_Ascii,   CTextFile::Encoding_CodePage,
+    CTextFile::Encoding_Utf8,     CTextFile::Encoding_Utf16LE, CTextFile::Encoding_Utf16BE,
+};
+constexpr UINT kCodePages[] = {1252, 1251, 932, 936, 949, 950, 65001, 12345};
+constexpr size_t kBlockSizes[] = {1, 2, 3, 7, 64, 4096};
+
+const std::filesystem::path& ScratchPath() {
+    static const std::filesystem::path path =
+        std::filesystem::temp_directory_path() / ("zq-subrip-fuzz-" + std::to_string(std::random_device{}()) + ".srt");
+    return path;
+}
+
+void Check(bool condition, const char* what) {
+    if (!condition) {
+        std::fprintf(stderr, "broken: %s\n", what);
+        std::abort();
+    }
+}
+
+struct Reading {
+    HRESULT status = S_OK;
+    CTextFile::Encoding encoding = CTextFile::Encoding_Auto;
+    std::vector<std::u16string> lines;
+};
+
+Reading ReadAll(const std::u16string& path, CTextFile::Encoding encoding, UINT codePage, size_t blockSize) {
+    Reading reading;
+    CTextFile file(encoding, codePage, blockSize);
+    reading.status = file.Open(path.c_str());
+    if (FAILED(reading.status))
+        return reading;
+    reading.encoding = file.GetEncoding();
+    Check(reading.encoding != CTextFile::Encoding_Auto, "an open file has an encoding");
+    std::u16string line;
+    while ((reading.status = file.ReadLine(line)) == S_OK) {
+        Check(line.find_first_of(u"\r\n") == std::u16string::npos, "a line holds no CR or LF");
+        reading.lines.push_back(line);
+    }
+    Check(reading.status == S_FALSE, "reading a regular file ends at its end");
+    Check(line.empty(), "the end gives an empty line");
+    LONGLONG position = -1;
+    LONGLONG length = -2;
+    Check(SUCCEEDED(file.GetPosition(position)) && SUCCEEDED(file.GetLength(length)), "positions are known");
+    Check(position == length || (reading.encoding >= CTextFile::Encoding_Utf16LE && position + 1 == length),
+          "the end of the text is the end of the file");
+    return reading;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    if (size < 1)
+        return 0;
+    const uint8_t selector = data[0];
+    const CTextFile::Encoding encoding = kEncodings[selector % std::size(kEncodings)];
+    const UINT codePage = kCodePages[(selector / 6) % std::size(kCodePages)];
+    const size_t blockSize = kBlockSizes[(selector / 48) % std::size(kBlockSizes)];
+    {
+        std::ofstream out(ScratchPath(), std::ios::binary | std::ios::trunc);
+        out.write(reinterpret_cast<const char*>(data + 1), static_cast<std::streamsize>(size - 1));
+    }
+    const std::u16string path = ScratchPath().u16string();
+
+    Reading small = ReadAll(path, encoding, codePage, blockSize);
+    Reading large = ReadAll(path, encoding, codePage, CTextFile::kDefaultBlockSize);
+    Check(small.status == large.status && small.encoding == large.encoding, "block size changes no status");
+    Check(small.lines == large.lines, "block size changes no line");
+
+    CTextFile file(encoding, codePage, blockSize);
+    if (FAILED(file.Open(path.c_str())))
+        return 0;
+    CZQSubtitleCueList* cues = nullptr;
+    if (FAILED(CZQSubtitleCueList::Create(&cues)))
+        return 0;
+    HRESULT hr = ZQParseSubRip(file, 1, *cues);
+    Check(hr == S_OK || hr == VFW_E_INVALID_FILE_FORMAT, "a readable file parses or is refused");
+    Check((hr == S_OK) == (cues->GetCount() > 0), "all or nothing");
+    cues->Rewind();
+    while (cues->SendNext(nullptr) == 0) {
+    }
+    cues->Release();
+    return 0;
+}
