@@ -91,7 +91,7 @@ HRESULT CZQSubtitleCue::Create(LONG trackid, const WCHAR* text, size_t length, R
     }
     cue->m_start = start;
     cue->m_stop = stop;
-    cue->m_trackid = trackid;
+    cue->m_trackid.store(trackid, std::memory_order_relaxed);
     *out = cue;
     return S_OK;
 }
@@ -135,7 +135,7 @@ HRESULT CZQSubtitleCue::get_trackid(LONG* pVal) {
     return ZQCallWithBarrier([&] {
         if (pVal == nullptr)
             return E_POINTER;
-        *pVal = m_trackid;
+        *pVal = GetTrackID();
         return S_OK;
     });
 }
@@ -165,12 +165,12 @@ HRESULT CZQSubtitleCue::Send(IZQMuxSubtitleControlCallback* callback) {
     // The sample ends at the text's first NUL, as a terminated string would.
     const size_t units = m_text.find(u'\0');
     Utf8Payload payload(m_text.data(), units == std::u16string::npos ? m_text.size() : units);
-    return callback->Receive(m_trackid, m_start, m_stop, payload.Data(), payload.Length());
+    return callback->Receive(GetTrackID(), m_start, m_stop, payload.Data(), payload.Length());
 }
 
 HRESULT CZQSubtitleCue::SetTrackID(LONG trackid) noexcept {
-    if (m_trackid != 0 && trackid != 0)
+    if (GetTrackID() != 0 && trackid != 0)
         return E_INVALIDARG;
-    m_trackid = trackid;
+    m_trackid.store(trackid, std::memory_order_relaxed);
     return S_OK;
 }

@@ -1,6 +1,7 @@
 // One subtitle: a text and the interval of media time in which it is shown.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <string>
 
@@ -12,7 +13,8 @@
 /// reference, which doesn't keep the module loaded, and any further holder (a
 /// queued cue event, the application) does. Times, text and the counted
 /// length never change after Create, so any thread may read the properties;
-/// m_trackid and m_active are changed only under the owner object's lock.
+/// m_trackid and m_active are changed only under the owner object's lock, and
+/// m_trackid is atomic because an application may read it meanwhile.
 class CZQSubtitleCue : public CComObjectRootEx, public CZQDispatchImpl<IZQSubtitleCue> {
 public:
     /// Makes a cue with a copy of `length` code units of `text` (null only
@@ -58,7 +60,7 @@ public:
 
     REFERENCE_TIME GetStart() const noexcept { return m_start; }
     REFERENCE_TIME GetStop() const noexcept { return m_stop; }
-    LONG GetTrackID() const noexcept { return m_trackid; }
+    LONG GetTrackID() const noexcept { return m_trackid.load(std::memory_order_relaxed); }
     bool IsActive() const noexcept { return m_active; }
     const std::u16string& GetText() const noexcept { return m_text; }
 
@@ -70,6 +72,6 @@ private:
     REFERENCE_TIME m_start = 0;
     REFERENCE_TIME m_stop = 0;
     std::u16string m_text;
-    LONG m_trackid = 0;
+    std::atomic<LONG> m_trackid{0};
     bool m_active = false;
 };

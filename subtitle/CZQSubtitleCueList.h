@@ -28,7 +28,8 @@ public:
     /// raises the status exception E_OUTOFMEMORY when memory runs out, and the
     /// list is then as it was. The cursor is not touched.
     HRESULT AddCue(LONG trackid, const WCHAR* text, REFERENCE_TIME start, REFERENCE_TIME stop);
-    /// The same with a counted text of `length` code units (null only with 0).
+    /// The same with a counted text of `length` code units, which may hold
+    /// NULs. A null `text` with a non-zero length raises E_INVALIDARG.
     HRESULT AddCue(LONG trackid, const WCHAR* text, size_t length, REFERENCE_TIME start, REFERENCE_TIME stop);
 
     /// Tests every cue in list order (CZQSubtitleCue::UpdateActive), so one

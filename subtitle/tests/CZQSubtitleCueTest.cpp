@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 
 #include "support/CComPtr.h"
 #include "support/CZQSubtitleModule.h"
@@ -100,6 +101,23 @@ TEST(CZQSubtitleCueTest, TrackIdMovesOnlyByWayOfNoTrack) {
     EXPECT_EQ(cue->GetTrackID(), 0);
     EXPECT_OK(cue->SetTrackID(7));
     EXPECT_EQ(cue->GetTrackID(), 7);
+}
+
+TEST(CZQSubtitleCueTest, PropertiesMayBeReadOnAnotherThreadWhileTheOwnerMovesTheTrackId) {
+    CComPtr<CZQSubtitleCue> cue = MakeCue(u"shared", 0, 1, 0);
+    std::thread reader([cue] {
+        for (int i = 0; i < 2000; ++i) {
+            LONG trackid = -1;
+            EXPECT_OK(cue->get_trackid(&trackid));
+            EXPECT_TRUE(trackid == 0 || trackid == 5) << trackid;
+            BSTR text = nullptr;
+            EXPECT_OK(cue->get_Text(&text));
+            SysFreeString(text);
+        }
+    });
+    for (int i = 0; i < 2000; ++i)
+        EXPECT_OK(cue->SetTrackID(i % 2 == 0 ? 5 : 0));
+    reader.join();
 }
 
 class CueActivityTest : public ::testing::Test {
