@@ -6,6 +6,7 @@
 #include <cstring>
 #include <span>
 
+#include "tools/zqsubtitle/DumpCommand.h"
 #include "tools/zqsubtitle/InterfacesCommand.h"
 
 namespace {
@@ -24,6 +25,7 @@ struct Command {
 
 constexpr Command kCommands[] = {
     {"interfaces", "list the automation interfaces, their ids and members", RunInterfacesCommand},
+    {"dump", "read a SubRip file as a track and print its encoding and cues", RunDumpCommand},
 };
 
 void PrintUsage(FILE* out) {
