@@ -52,6 +52,7 @@ bool CAMThread::Create() {
     if (threadId != 0)
         m_ThreadId.store(threadId, std::memory_order_release);
     m_Thread.store(thread, std::memory_order_release);
+    m_Thread.notify_all();
     return true;
 }
 
@@ -61,6 +62,9 @@ DWORD CAMThread::InitialThreadProc(LPVOID parameter) {
     // calls may be called from a thread of its own.
     HRESULT status = CoInitializeEx(nullptr, COINIT_MULTITHREADED | COINIT_DISABLE_OLE1DDE);
     self->m_ThreadId.store(GetCurrentThreadId(), std::memory_order_release);
+    // The body starts only once Create has stored the handle: a worker that
+    // closes itself at once must find the handle it is to let go of.
+    self->m_Thread.wait(nullptr, std::memory_order_acquire);
     DWORD exitCode = self->ThreadProc();
     // The object may be gone by now (a worker that closed itself); nothing of
     // it is touched from here on.

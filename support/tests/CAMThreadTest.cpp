@@ -1,0 +1,205 @@
+#include "support/CAMThread.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <future>
+#include <thread>
+#include <vector>
+
+#include "tests/support/HResultAssertions.h"
+#include "zqplatform/objbase.h"
+
+namespace {
+
+constexpr DWORD kExit = 1;
+constexpr DWORD kReplyOffset = 1000;
+constexpr auto kDeadline = std::chrono::seconds(30);
+constexpr DWORD kFailed = static_cast<DWORD>(E_FAIL);
+
+// A worker whose body the test supplies; by default it answers each code with
+// the code plus kReplyOffset until it is told to end.
+class TestThread : public CAMThread {
+public:
+    explicit TestThread(std::function<DWORD(TestThread&)> body = {}) : m_body(std::move(body)) {}
+    ~TestThread() override { Close(); }
+
+    DWORD ThreadProc() override { return m_body ? m_body(*this) : Echo(); }
+
+    DWORD Echo() {
+        for (;;) {
+            DWORD code = GetRequest();
+            if (code == kExit) {
+                Reply(S_OK);
+                return 0;
+            }
+            Reply(code + kReplyOffset);
+        }
+    }
+
+    // Tells the worker to end and waits for it.
+    void Stop() {
+        EXPECT_EQ(static_cast<DWORD>(S_OK), CallWorker(kExit));
+        Close();
+    }
+
+    using CAMThread::CheckRequest;
+    using CAMThread::GetRequest;
+    using CAMThread::Reply;
+
+private:
+    std::function<DWORD(TestThread&)> m_body;
+};
+
+template <class T>
+bool Arrives(std::future<T>& future) {
+    return future.wait_for(kDeadline) == std::future_status::ready;
+}
+
+TEST(CAMThreadTest, RepliesToEachRequestUntilToldToEnd) {
+    TestThread thread;
+    ASSERT_TRUE(thread.Create());
+    EXPECT_TRUE(thread.ThreadExists());
+    EXPECT_EQ(5 + kReplyOffset, thread.CallWorker(5));
+    EXPECT_EQ(6 + kReplyOffset, thread.CallWorker(6));
+    thread.Stop();
+    EXPECT_FALSE(thread.ThreadExists());
+}
+
+TEST(CAMThreadTest, CallWorkerWithoutAThreadFailsAtOnce) {
+    TestThread thread;
+    EXPECT_EQ(kFailed, thread.CallWorker(5));
+    ASSERT_TRUE(thread.Create());
+    thread.Stop();
+    EXPECT_EQ(kFailed, thread.CallWorker(5));
+}
+
+TEST(CAMThreadTest, CloseWithoutAThreadOrTwiceDoesNothing) {
+    TestThread thread;
+    thread.Close();
+    ASSERT_TRUE(thread.Create());
+    thread.Stop();
+    thread.Close();
+    EXPECT_FALSE(thread.ThreadExists());
+}
+
+TEST(CAMThreadTest, SecondCreateIsRefusedAndLeavesTheThreadAlone) {
+    TestThread thread;
+    ASSERT_TRUE(thread.Create());
+    EXPECT_FALSE(thread.Create());
+    EXPECT_EQ(9 + kReplyOffset, thread.CallWorker(9));
+    thread.Stop();
+}
+
+TEST(CAMThreadTest, GoesThroughManyCreateCallClose) {
+    TestThread thread;
+    for (DWORD cycle = 0; cycle < 50; ++cycle) {
+        ASSERT_TRUE(thread.Create()) << "cycle " << cycle;
+        ASSERT_EQ(cycle + 2 + kReplyOffset, thread.CallWorker(cycle + 2));
+        thread.Stop();
+    }
+}
+
+TEST(CAMThreadTest, LetsOneClientAtATimeThroughAndEachGetsItsOwnReply) {
+    TestThread thread;
+    ASSERT_TRUE(thread.Create());
+    constexpr DWORD kCalls = 300;
+    auto client = [&thread](DWORD first) {
+        int mismatches = 0;
+        for (DWORD code = first; code < first + kCalls; ++code)
+            mismatches += thread.CallWorker(code) != code + kReplyOffset;
+        return mismatches;
+    };
+    auto a = std::async(std::launch::async, client, 10);
+    auto b = std::async(std::launch::async, client, 10 + kCalls);
+    ASSERT_TRUE(Arrives(a) && Arrives(b));
+    EXPECT_EQ(0, a.get());
+    EXPECT_EQ(0, b.get());
+    thread.Stop();
+}
+
+TEST(CAMThreadTest, CheckRequestSeesARequestWithoutTakingIt) {
+    std::promise<void> checkedEmpty;
+    std::vector<bool> seen;
+    DWORD peeked = 0;
+    DWORD taken = 0;
+    TestThread thread([&](TestThread& self) -> DWORD {
+        // Nothing is sent before this answer, so neither look may block.
+        seen.push_back(self.CheckRequest(&peeked, 0));
+        seen.push_back(self.CheckRequest(nullptr, 20));
+        checkedEmpty.set_value();
+        while (!self.CheckRequest(nullptr, 10)) {
+        }
+        seen.push_back(self.CheckRequest(nullptr, 0));  // still standing
+        seen.push_back(self.CheckRequest(&peeked, 0));
+        taken = self.GetRequest();
+        self.Reply(taken + kReplyOffset);
+        // Answered: it must not show again.
+        seen.push_back(self.CheckRequest(nullptr, 0));
+        return self.Echo();
+    });
+    ASSERT_TRUE(thread.Create());
+    auto checked = checkedEmpty.get_future();
+    ASSERT_TRUE(Arrives(checked));
+    EXPECT_EQ(42 + kReplyOffset, thread.CallWorker(42));
+    thread.Stop();
+    EXPECT_EQ((std::vector<bool>{false, false, true, true, false}), seen);
+    EXPECT_EQ(42u, peeked);
+    EXPECT_EQ(42u, taken);
+}
+
+// What a worker that closed itself saw: 0 not yet, 1 no handle left, 2 a
+// handle still held. Static, since that worker is never joined and may still
+// be on its way out when the test's objects go.
+std::atomic<int> g_selfClosed{0};
+
+bool SelfCloseArrives() {
+    auto deadline = std::chrono::steady_clock::now() + kDeadline;
+    while (g_selfClosed.load() == 0) {
+        if (std::chrono::steady_clock::now() > deadline)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+TEST(CAMThreadTest, WorkerMayCloseItselfAndTheObjectCanStartAgain) {
+    TestThread thread([](TestThread& self) -> DWORD {
+        self.Close();
+        g_selfClosed.store(self.ThreadExists() ? 2 : 1);
+        return 0;
+    });
+    g_selfClosed.store(0);
+    ASSERT_TRUE(thread.Create());
+    ASSERT_TRUE(SelfCloseArrives());
+    EXPECT_EQ(1, g_selfClosed.load());
+    EXPECT_EQ(kFailed, thread.CallWorker(5));
+    thread.Close();
+
+    g_selfClosed.store(0);
+    ASSERT_TRUE(thread.Create());
+    ASSERT_TRUE(SelfCloseArrives());
+    EXPECT_EQ(1, g_selfClosed.load());
+}
+
+TEST(CAMThreadTest, WorkerRunsInTheMultithreadedApartment) {
+    std::promise<HRESULT> answer;
+    TestThread thread([&](TestThread& self) -> DWORD {
+        // Asking for another apartment kind on a thread that has joined one
+        // is refused; asking for the same one again is counted.
+        HRESULT hr = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+        if (SUCCEEDED(hr))
+            CoUninitialize();
+        answer.set_value(hr);
+        return self.Echo();
+    });
+    ASSERT_TRUE(thread.Create());
+    auto hr = answer.get_future();
+    ASSERT_TRUE(Arrives(hr));
+    EXPECT_HR(RPC_E_CHANGED_MODE, hr.get());
+    thread.Stop();
+}
+
+}  // namespace
