@@ -122,6 +122,7 @@ TEST(CAMThreadTest, LetsOneClientAtATimeThroughAndEachGetsItsOwnReply) {
 
 TEST(CAMThreadTest, CheckRequestSeesARequestWithoutTakingIt) {
     std::promise<void> checkedEmpty;
+    std::promise<void> checkedAnswered;
     std::vector<bool> seen;
     DWORD peeked = 0;
     DWORD taken = 0;
@@ -136,14 +137,18 @@ TEST(CAMThreadTest, CheckRequestSeesARequestWithoutTakingIt) {
         seen.push_back(self.CheckRequest(&peeked, 0));
         taken = self.GetRequest();
         self.Reply(taken + kReplyOffset);
-        // Answered: it must not show again.
+        // Answered: it must not show again. The client sends nothing more
+        // until this look is done.
         seen.push_back(self.CheckRequest(nullptr, 0));
+        checkedAnswered.set_value();
         return self.Echo();
     });
     ASSERT_TRUE(thread.Create());
     auto checked = checkedEmpty.get_future();
     ASSERT_TRUE(Arrives(checked));
     EXPECT_EQ(42 + kReplyOffset, thread.CallWorker(42));
+    auto answered = checkedAnswered.get_future();
+    ASSERT_TRUE(Arrives(answered));
     thread.Stop();
     EXPECT_EQ((std::vector<bool>{false, false, true, true, false}), seen);
     EXPECT_EQ(42u, peeked);
