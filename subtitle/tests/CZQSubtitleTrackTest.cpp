@@ -1,0 +1,418 @@
+#include "subtitle/CZQSubtitleTrack.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include "subrip/tests/ScratchFile.h"
+#include "subtitle/tests/TrackTestSupport.h"
+#include "support/CStatusException.h"
+#include "support/CZQSubtitleModule.h"
+#include "tests/support/CountingUnknown.h"
+#include "tests/support/RecordingCueCallback.h"
+#include "tests/support/RecordingMuxHost.h"
+
+namespace {
+
+using namespace std::string_literals;
+using zqsubriptest::ScratchFile;
+using zqtest::MuxHostCall;
+using zqtest::MuxHostCallKind;
+using zqtest::RecordingCueCallback;
+using zqtest::RecordingMuxHost;
+using zqtracktest::Decode;
+using zqtracktest::HostMediaType;
+using zqtracktest::NewTrack;
+using zqtracktest::TakeBstr;
+
+constexpr REFERENCE_TIME kSecond = 10'000'000;
+
+std::u16string Label(CZQSubtitleTrack& track) {
+    BSTR bstr = nullptr;
+    EXPECT_OK(track.get_Label(&bstr));
+    return TakeBstr(bstr);
+}
+
+std::u16string Language(CZQSubtitleTrack& track) {
+    BSTR bstr = nullptr;
+    EXPECT_OK(track.get_Language(&bstr));
+    return TakeBstr(bstr);
+}
+
+std::u16string LanguageName(CZQSubtitleTrack& track) {
+    BSTR bstr = nullptr;
+    EXPECT_OK(track.get_LanguageName(&bstr));
+    EXPECT_NE(bstr, nullptr) << "an unknown language gives an empty BSTR, not null";
+    return TakeBstr(bstr);
+}
+
+TEST(CZQSubtitleTrackTest, PropertiesRefuseNullAndShowSelectedAsOne) {
+    CComPtr<CZQSubtitleTrack> track = NewTrack();
+    EXPECT_HR(E_POINTER, track->get_Label(nullptr));
+    EXPECT_HR(E_POINTER, track->get_Language(nullptr));
+    EXPECT_HR(E_POINTER, track->get_ID(nullptr));
+    EXPECT_HR(E_POINTER, track->get_Kind(nullptr));
+    EXPECT_HR(E_POINTER, track->get_Selected(nullptr));
+    EXPECT_HR(E_POINTER, track->get_LanguageName(nullptr));
+
+    VARIANT_BOOL selected = -1;
+    ASSERT_OK(track->get_Selected(&selected));
+    EXPECT_EQ(selected, 0);
+    track->SetSelected(true);
+    ASSERT_OK(track->get_Selected(&selected));
+    EXPECT_EQ(selected, 1);
+    EXPECT_EQ(LanguageName(*track), u"");
+}
+
+TEST(CZQSubtitleTrackTest, DispatchReachesTheProperties) {
+    CComPtr<CZQSubtitleTrack> track = NewTrack();
+    ASSERT_OK(track->SetID(6));
+    IDispatch* dispatch = nullptr;
+    ASSERT_OK(track->QueryInterface(IID_IDispatch, reinterpret_cast<void**>(&dispatch)));
+    DISPPARAMS none{};
+    VARIANT result;
+    VariantInit(&result);
+    ASSERT_OK(dispatch->Invoke(3, GUID_NULL, 0, DISPATCH_PROPERTYGET, &none, &result, nullptr, nullptr));
+    EXPECT_EQ(result.vt, VT_I4);
+    EXPECT_EQ(result.lVal, 6);
+    VariantClear(&result);
+    dispatch->Release();
+}
+
+TEST(CZQSubtitleTrackTest, HoldsTheModuleOnlyForOutsideReferences) {
+    const LONG before = ZQModule().GetLockCount();
+    CZQSubtitleTrack* track = nullptr;
+    ASSERT_OK(CZQSubtitleTrack::Create(&track));
+    // The track's cue list counts as one lock for as long as it lives.
+    const LONG owned = ZQModule().GetLockCount();
+    EXPECT_EQ(owned, before + 1);
+    IZQSubtitleTrack* outside = nullptr;
+    ASSERT_OK(track->QueryInterface(IID_IZQSubtitleTrack, reinterpret_cast<void**>(&outside)));
+    EXPECT_EQ(ZQModule().GetLockCount(), owned + 1);
+    outside->Release();
+    EXPECT_EQ(ZQModule().GetLockCount(), owned);
+    track->Release();
+    EXPECT_EQ(ZQModule().GetLockCount(), before);
+}
+
+// --- Multiplexer side: loading a file and the media type it gives the host.
+
+TEST(CZQSubtitleTrackTest, LoadBuildsTheSubtitleMediaTypeAndItsBlock) {
+    ScratchFile file(zqtracktest::kTwoCueSrt);
+    CComPtr<CZQSubtitleTrack> track = NewTrack();
+    // 254 letters and a surrogate pair that would straddle the field's end.
+    const std::u16string label = std::u16string(254, u'a') + u"\U0001F600" + std::u16string(44, u'b');
+    ASSERT_OK(track->LoadFromFile(file.WidePath().c_str(), label.c_str(), u"de"));
+
+    EXPECT_EQ(track->GetCueCount(), 2u);
+    EXPECT_EQ(Label(*track), label) << "the property keeps the whole label";
+    EXPECT_EQ(Language(*track), u"de");
+    EXPECT_EQ(LanguageName(*track), u"German");
+    EXPECT_EQ(track->GetKind(), ZQSubtitle_Track_Kind_Unknown) << "the kind is the list's business";
+
+    const AM_MEDIA_TYPE& type = *track->GetMediaType();
+    EXPECT_EQ(type.majortype, MEDIATYPE_Subtitle);
+    EXPECT_EQ(type.subtype, MEDIASUBTYPE_UTF8);
+    EXPECT_EQ(type.formattype, FORMAT_SubtitleInfo);
+    EXPECT_EQ(type.bFixedSizeSamples, TRUE);
+    EXPECT_EQ(type.bTemporalCompression, FALSE);
+    EXPECT_EQ(type.lSampleSize, 1u);
+    EXPECT_EQ(type.pUnk, nullptr);
+    ASSERT_EQ(type.cbFormat, 520u);
+    const zqtracktest::DecodedInfo info = Decode(type.pbFormat);
+    EXPECT_EQ(info.dwOffset, 520u);
+    EXPECT_EQ(info.isoLang, "ger\0"s) << "the bibliographic code, not the terminologic one";
+    EXPECT_EQ(info.trackName, std::u16string(254, u'a') + std::u16string(2, u'\0'))
+        << "cut before the pair, the rest of the field zero";
+}
+
+TEST(CZQSubtitleTrackTest, UnknownLanguageLeavesIsoLangZeroAndTheTextAsGiven) {
+    ScratchFile file(zqtracktest::kTwoCueSrt);
+    CComPtr<CZQSubtitleTrack> track = NewTrack();
+    ASSERT_OK(track->LoadFromFile(file.WidePath().c_str(), nullptr, u"Klingon"));
+    EXPECT_EQ(Language(*track), u"Klingon");
+    EXPECT_EQ(Label(*track), u"");
+    const zqtracktest::DecodedInfo info = Decode(track->GetMediaType()->pbFormat);
+    EXPECT_EQ(info.isoLang, std::string(4, '\0'));
+    EXPECT_EQ(info.trackName, std::u16string(256, u'\0'));
+}
+
+TEST(CZQSubtitleTrackTest, FailedLoadsLeaveTheTrackAsItWas) {
+    ScratchFile good(zqtracktest::kTwoCueSrt);
+    ScratchFile bad("not a cue line\n1\n00:00:01,000 --> 00:00:02,000\nA\n");
+    CComPtr<CZQSubtitleTrack> track = NewTrack();
+    ASSERT_OK(track->LoadFromFile(good.WidePath().c_str(), u"kept", u"fr"));
+    const BYTE* block = track->GetMediaType()->pbFormat;
+
+    EXPECT_HR(VFW_E_INVALID_FILE_FORMAT, track->LoadFromFile(bad.WidePath().c_str(), u"new", u"de"));
+    const std::u16string missing = good.WidePath() + u".missing";
+    EXPECT_HR(HRESULT_FROM_WIN32(2), track->LoadFromFile(missing.c_str(), u"new", u"de"));
+    EXPECT_HR(E_POINTER, track->LoadFromFile(nullptr, u"new", u"de"));
+
+    EXPECT_EQ(track->GetCueCount(), 2u);
+    EXPECT_EQ(Label(*track), u"kept");
+    EXPECT_EQ(Language(*track), u"fr");
+    EXPECT_EQ(track->GetMediaType()->pbFormat, block);
+    EXPECT_EQ(Decode(block).isoLang, "fre\0"s);
+}
+
+TEST(CZQSubtitleTrackTest, ReadsAFileInTheCodePageOfItsLanguage) {
+    const char* shared = std::getenv("ZQ_SHARED_DIR");
+    if (shared == nullptr)
+        GTEST_SKIP() << "ZQ_SHARED_DIR is not set";
+    const std::u16string path =
+        std::filesystem::path(std::string(shared) + "/corpus/srt/cp1251-russian-01.srt").u16string();
+    CComPtr<CZQSubtitleTrack> track = NewTrack();
+    ASSERT_OK(track->LoadFromFile(path.c_str(), u"Russian", u"ru"));
+    EXPECT_EQ(track->GetCueCount(), 733u);
+    RecordingMuxHost host;
+    ASSERT_OK(track->SetID(1));
+    ASSERT_OK(track->Rewind());
+    ASSERT_OK(track->SendNext(&host));
+    const MuxHostCall first = host.Calls().at(0);
+    // "Доброе утро, Бри!" in UTF-8.
+    EXPECT_EQ(first.data, "\xD0\x94\xD0\xBE\xD0\xB1\xD1\x80\xD0\xBE\xD0\xB5 \xD1\x83\xD1\x82\xD1\x80\xD0\xBE, "
+                          "\xD0\x91\xD1\x80\xD0\xB8!\n\n");
+    EXPECT_EQ(Decode(track->GetMediaType()->pbFormat).isoLang, "rus\0"s);
+}
+
+// --- Sending: one cue per call, then one EndOfStream.
+
+class TrackSendTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_OK(m_track->LoadFromFile(m_file.WidePath().c_str(), u"x", u"en"));
+        ASSERT_OK(m_track->SetID(4));
+    }
+
+    ScratchFile m_file{zqtracktest::kTwoCueSrt};
+    CComPtr<CZQSubtitleTrack> m_track = NewTrack();
+    RecordingMuxHost m_host;
+};
+
+TEST_F(TrackSendTest, SendsEveryCueThenTellsTheEndOnce) {
+    EXPECT_HR(S_FALSE, m_track->SendNext(&m_host)) << "nothing is sent before the first Rewind";
+    EXPECT_EQ(m_host.CountCalls(MuxHostCallKind::EndOfStream), 1u);
+    m_host.ClearCalls();
+
+    for (int run = 0; run < 2; ++run) {
+        SCOPED_TRACE(run);
+        m_host.ClearCalls();
+        ASSERT_OK(m_track->Rewind());
+        EXPECT_OK(m_track->SendNext(&m_host));
+        EXPECT_OK(m_track->SendNext(&m_host));
+        EXPECT_HR(S_FALSE, m_track->SendNext(&m_host));
+        EXPECT_HR(S_FALSE, m_track->SendNext(&m_host));
+        const std::vector<MuxHostCall> calls = m_host.Calls();
+        ASSERT_EQ(calls.size(), 3u);
+        EXPECT_EQ(calls[0].kind, MuxHostCallKind::Receive);
+        EXPECT_EQ(calls[0].trackid, 4);
+        EXPECT_EQ(calls[0].start, 1 * kSecond);
+        EXPECT_EQ(calls[0].stop, 2 * kSecond);
+        EXPECT_EQ(calls[0].data, "First\n\n");
+        EXPECT_EQ(calls[1].kind, MuxHostCallKind::Receive);
+        EXPECT_EQ(calls[1].start, 3 * kSecond);
+        EXPECT_EQ(calls[1].data, "Second\nline\n");
+        EXPECT_EQ(calls[2].kind, MuxHostCallKind::EndOfStream);
+        EXPECT_EQ(calls[2].trackid, 4);
+    }
+    EXPECT_EQ(m_host.References(), 0);
+}
+
+TEST_F(TrackSendTest, HostFailuresAreReturnedAndNotRetried) {
+    m_host.SetResponder([](const MuxHostCall& call) {
+        return call.kind == MuxHostCallKind::EndOfStream || call.start == 1 * kSecond ? E_FAIL : S_OK;
+    });
+    ASSERT_OK(m_track->Rewind());
+    EXPECT_HR(E_FAIL, m_track->SendNext(&m_host));
+    EXPECT_OK(m_track->SendNext(&m_host));
+    EXPECT_HR(E_FAIL, m_track->SendNext(&m_host));
+    EXPECT_HR(S_FALSE, m_track->SendNext(&m_host));
+    EXPECT_EQ(m_host.Calls().size(), 3u);
+    EXPECT_TRUE(m_track->IsEndOfStream());
+}
+
+// --- Demultiplexer side: media types from a host, samples, stream signals.
+
+struct IsoLangCase {
+    const char* name;
+    std::string isoLang;  // the four bytes of the field
+    std::u16string language;
+    std::u16string languageName;
+};
+
+class TrackIsoLangTest : public ::testing::TestWithParam<IsoLangCase> {};
+
+TEST_P(TrackIsoLangTest, MapsIsoLangToTheLanguageOfTheTable) {
+    const IsoLangCase& param = GetParam();
+    HostMediaType host(param.isoLang, u"Name");
+    CComPtr<CZQSubtitleTrack> track = NewTrack();
+    ASSERT_OK(track->InitFromMediaType(&host.type));
+    EXPECT_EQ(Language(*track), param.language);
+    EXPECT_EQ(LanguageName(*track), param.languageName);
+    ZQSubtitle_Track_Kind kind = ZQSubtitle_Track_Kind_Unknown;
+    ASSERT_OK(track->get_Kind(&kind));
+    EXPECT_EQ(kind, ZQSubtitle_Track_Kind_Text);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    IsoLang, TrackIsoLangTest,
+    ::testing::Values(IsoLangCase{"Empty", std::string(4, '\0'), u"en", u"English"},
+                      IsoLangCase{"Blank", "  \t\0"s, u"en", u"English"},
+                      IsoLangCase{"Bibliographic", "ger\0"s, u"de", u"German"},
+                      IsoLangCase{"Terminologic", "deu\0"s, u"de", u"German"},
+                      IsoLangCase{"Padded", " fre"s, u"fr", u"French"},
+                      IsoLangCase{"NoTwoLetterCode", "ace\0"s, u"ace", u"Achinese"},
+                      IsoLangCase{"Unknown", "xxx\0"s, u"xxx", u""},
+                      IsoLangCase{"UpperCase", "GER\0"s, u"GER", u""},
+                      IsoLangCase{"FourLettersWithoutNul", "engl"s, u"engl", u""}),
+    [](const ::testing::TestParamInfo<IsoLangCase>& param) { return std::string(param.param.name); });
+
+TEST(CZQSubtitleTrackTest, InitCopiesTheMediaTypeAndReadsTrackNameWithinItsField) {
+    // A name that fills all 256 units, without a NUL, and a larger block.
+    HostMediaType host("eng", std::u16string(256, u'n'), 600);
+    host.block[599] = 0x5A;
+    zqtest::CountingUnknown unknown;
+    host.type.pUnk = &unknown;
+    {
+        CComPtr<CZQSubtitleTrack> track = NewTrack();
+        ASSERT_OK(track->InitFromMediaType(&host.type));
+        EXPECT_EQ(Label(*track), std::u16string(256, u'n'));
+        const AM_MEDIA_TYPE& copy = *track->GetMediaType();
+        ASSERT_EQ(copy.cbFormat, 600u);
+        EXPECT_NE(copy.pbFormat, host.block.data());
+        EXPECT_EQ(copy.pbFormat[599], 0x5A);
+        EXPECT_EQ(unknown.References(), 1);
+    }
+    EXPECT_EQ(unknown.References(), 0);
+}
+
+TEST(CZQSubtitleTrackTest, InitRefusesOtherMediaTypesAndShortBlocksWithoutChange) {
+    CComPtr<CZQSubtitleTrack> track = NewTrack();
+    EXPECT_HR(E_POINTER, track->InitFromMediaType(nullptr));
+    // Each identifier in turn, a short block, a missing block, no block at all.
+    for (int i = 0; i < 6; ++i) {
+        SCOPED_TRACE(i);
+        HostMediaType refused("ger", u"x", i == 3 ? 519 : i == 5 ? 0 : 520);
+        if (i == 0)
+            refused.type.majortype.Data4[7] ^= 1;
+        if (i == 1)
+            refused.type.subtype.Data1 ^= 1;
+        if (i == 2)
+            refused.type.formattype.Data2 ^= 1;
+        if (i == 4)
+            refused.type.pbFormat = nullptr;
+        EXPECT_HR(VFW_E_INVALIDMEDIATYPE, track->InitFromMediaType(&refused.type));
+        EXPECT_EQ(track->GetKind(), ZQSubtitle_Track_Kind_Unknown);
+        EXPECT_EQ(track->GetMediaType()->cbFormat, 0u);
+        EXPECT_EQ(Label(*track), u"");
+        EXPECT_EQ(Language(*track), u"");
+    }
+}
+
+class TrackSampleTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        HostMediaType host;
+        ASSERT_OK(m_track->InitFromMediaType(&host.type));
+        ASSERT_OK(m_track->SetID(2));
+        m_track->SetSelected(true);
+    }
+
+    HRESULT Add(std::string_view bytes, REFERENCE_TIME start = kSecond, REFERENCE_TIME stop = 2 * kSecond) {
+        return ZQCallWithBarrier(
+            [&] { return m_track->AddSample(start, stop, bytes.data(), static_cast<LONG>(bytes.size())); });
+    }
+
+    /// The text of every cue, as the host of the other side would get it.
+    std::vector<MuxHostCall> Cues() {
+        RecordingMuxHost host;
+        m_track->Rewind();
+        while (m_track->SendNext(&host) == S_OK) {}
+        return host.Calls(MuxHostCallKind::Receive);
+    }
+
+    CComPtr<CZQSubtitleTrack> m_track = NewTrack();
+};
+
+TEST_F(TrackSampleTest, KeepsTrimmedTextUpToANulAndDropsEmptyOrTimelessSamples) {
+    EXPECT_OK(Add("\r\n  line one\r\nline two\n\n"));
+    EXPECT_OK(Add("ab\0cd"s));
+    EXPECT_OK(Add("\xFF" "x"));
+    EXPECT_OK(Add(" \t\r\n"));
+    EXPECT_OK(Add("\0text"s));
+    EXPECT_OK(Add("equal", kSecond, kSecond));
+    EXPECT_OK(Add("backwards", 2 * kSecond, kSecond));
+    EXPECT_OK(ZQCallWithBarrier([&] { return m_track->AddSample(0, 1, nullptr, 0); }));
+    const std::vector<MuxHostCall> cues = Cues();
+    ASSERT_EQ(cues.size(), 3u);
+    EXPECT_EQ(cues[0].data, "line one\r\nline two");
+    EXPECT_EQ(cues[0].trackid, 2);
+    EXPECT_EQ(cues[1].data, "ab");
+    EXPECT_EQ(cues[2].data, "\xEF\xBF\xBD" "x") << "invalid UTF-8 becomes U+FFFD";
+}
+
+TEST_F(TrackSampleTest, RefusesNegativeLengthsAndMissingData) {
+    EXPECT_HR(E_INVALIDARG, ZQCallWithBarrier([&] { return m_track->AddSample(0, 1, "abc", -1); }));
+    EXPECT_HR(E_INVALIDARG, ZQCallWithBarrier([&] { return m_track->AddSample(0, 1, nullptr, 3); }));
+    EXPECT_EQ(m_track->GetCueCount(), 0u);
+}
+
+TEST_F(TrackSampleTest, FlushAndEndOfStreamDropSamplesUnread) {
+    ASSERT_OK(Add("kept"));
+    m_track->EndOfStream();
+    EXPECT_OK(m_track->AddSample(0, 1, nullptr, 5)) << "not even looked at";
+    EXPECT_EQ(m_track->GetCueCount(), 1u) << "the end of the stream keeps the cues";
+
+    // BeginFlush forgets the end of the stream, so EndFlush reopens the track.
+    m_track->BeginFlush();
+    EXPECT_EQ(m_track->GetCueCount(), 0u);
+    EXPECT_OK(m_track->AddSample(0, 1, nullptr, -5));
+    m_track->EndOfStream();
+    m_track->EndFlush();
+    EXPECT_TRUE(m_track->IsEndOfStream()) << "an end during the flush still stands";
+    m_track->BeginFlush();
+    m_track->EndFlush();
+    ASSERT_OK(Add("again"));
+    EXPECT_EQ(m_track->GetCueCount(), 1u);
+
+    m_track->EndOfStream();
+    m_track->NewSegment(0, 0, 1.0);
+    EXPECT_EQ(m_track->GetCueCount(), 0u);
+    ASSERT_OK(Add("after the segment"));
+    EXPECT_EQ(m_track->GetCueCount(), 1u);
+}
+
+TEST_F(TrackSampleTest, SegmentStartShiftsCuesAndTestedTimes) {
+    m_track->NewSegment(10 * kSecond, 20 * kSecond, 2.0);
+    ASSERT_OK(Add("shifted", kSecond, 2 * kSecond));
+    RecordingCueCallback callback;
+    ASSERT_OK(m_track->UpdateActive(&callback, kSecond / 2));
+    ASSERT_OK(m_track->UpdateActive(&callback, 3 * kSecond / 2));
+    const std::vector<zqtest::CueEventRecord> events = callback.Events();
+    ASSERT_EQ(events.size(), 1u);
+    EXPECT_EQ(events[0].event, ZQSubtitle_Cue_Event_Active);
+    EXPECT_DOUBLE_EQ(events[0].time, 11.5);
+    EXPECT_DOUBLE_EQ(events[0].start, 11.0);
+    EXPECT_DOUBLE_EQ(events[0].stop, 12.0);
+    EXPECT_EQ(events[0].trackid, 2);
+
+    bool wasActive = false;
+    EXPECT_OK(m_track->DeactivateAll(&wasActive));
+    EXPECT_TRUE(wasActive);
+    EXPECT_EQ(callback.EventCount(), 1u) << "deactivation fires nothing";
+}
+
+TEST_F(TrackSampleTest, IdMovesOnlyByWayOfNoIdAndTheCuesFollow) {
+    ASSERT_OK(Add("cue"));
+    EXPECT_HR(E_INVALIDARG, m_track->SetID(3));
+    EXPECT_EQ(m_track->GetID(), 2);
+    EXPECT_EQ(Cues().at(0).trackid, 2);
+    ASSERT_OK(m_track->SetID(0));
+    ASSERT_OK(m_track->SetID(3));
+    EXPECT_EQ(Cues().at(0).trackid, 3);
+}
+
+}  // namespace

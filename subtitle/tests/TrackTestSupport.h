@@ -1,0 +1,82 @@
+// Small helpers shared by the track and track list tests: new tracks, media
+// types as a host builds them, SubRip files on disk and BSTR reading.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "subtitle/CZQSubtitleTrack.h"
+#include "subtitle/SubtitleMediaType.h"
+#include "support/CComPtr.h"
+#include "tests/support/HResultAssertions.h"
+#include "zqplatform/oleauto.h"
+
+namespace zqtracktest {
+
+/// Two cues of one second each, at 1 s and at 3 s.
+inline constexpr std::string_view kTwoCueSrt =
+    "1\n00:00:01,000 --> 00:00:02,000\nFirst\n\n2\n00:00:03,000 --> 00:00:04,000\nSecond\nline\n";
+
+inline CComPtr<CZQSubtitleTrack> NewTrack() {
+    CComPtr<CZQSubtitleTrack> track;
+    EXPECT_OK(CZQSubtitleTrack::Create(&track));
+    return track;
+}
+
+/// The text of a BSTR, which is then freed.
+inline std::u16string TakeBstr(BSTR bstr) {
+    std::u16string text(bstr, SysStringLen(bstr));
+    SysFreeString(bstr);
+    return text;
+}
+
+/// A subtitle media type as a host would offer it, with a block of its own.
+struct HostMediaType {
+    HostMediaType(const HostMediaType&) = delete;
+    HostMediaType& operator=(const HostMediaType&) = delete;
+
+    AM_MEDIA_TYPE type{};
+    std::vector<BYTE> block;
+
+    /// `isoLang` gives up to four bytes as they stand (no NUL is added past
+    /// them); `name` up to 256 code units, the rest of the field zero.
+    explicit HostMediaType(std::string_view isoLang = "ger", std::u16string_view name = u"Deutsch",
+                           size_t blockSize = kSubtitleInfoSize)
+        : block(blockSize, 0) {
+        type.majortype = MEDIATYPE_Subtitle;
+        type.subtype = MEDIASUBTYPE_UTF8;
+        type.formattype = FORMAT_SubtitleInfo;
+        type.bFixedSizeSamples = TRUE;
+        type.lSampleSize = 1;
+        if (blockSize >= kSubtitleInfoSize) {
+            std::memcpy(block.data() + offsetof(SUBTITLEINFO, IsoLang), isoLang.data(), std::min<size_t>(isoLang.size(), 4));
+            std::memcpy(block.data() + offsetof(SUBTITLEINFO, TrackName), name.data(),
+                        std::min<size_t>(name.size(), 256) * sizeof(char16_t));
+        }
+        type.cbFormat = static_cast<ULONG>(block.size());
+        type.pbFormat = block.empty() ? nullptr : block.data();
+    }
+};
+
+/// The fields of a SUBTITLEINFO block, read byte-wise.
+struct DecodedInfo {
+    DWORD dwOffset = 0;
+    std::string isoLang;  // all four bytes
+    std::u16string trackName;  // all 256 units
+};
+
+inline DecodedInfo Decode(const BYTE* block) {
+    DecodedInfo info;
+    std::memcpy(&info.dwOffset, block, sizeof(DWORD));
+    info.isoLang.assign(reinterpret_cast<const char*>(block + 4), 4);
+    info.trackName.resize(256);
+    std::memcpy(info.trackName.data(), block + 8, 512);
+    return info;
+}
+
+}  // namespace zqtracktest
