@@ -3,14 +3,18 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "subrip/CTextFile.h"
-#include "subrip/SubRipParser.h"
-#include "subtitle/CZQSubtitleCueList.h"
+#include "subtitle/CZQSubtitleTrackList.h"
 #include "subtitle/LanguageTable.h"
+#include "subtitle/SubtitleMediaType.h"
+#include "support/CComPtr.h"
 #include "support/CStatusException.h"
+#include "zqplatform/objbase.h"
 #include "zqplatform/text.h"
 #include "zqsubtitle/ZQSubtitle.h"
 
@@ -18,26 +22,40 @@ namespace {
 
 constexpr int kUsageExit = 2;
 constexpr int kFailureExit = 1;
-// The live track list gives its first track this id.
-constexpr LONG kTrackId = 1;
 constexpr REFERENCE_TIME kUnitsPerSecond = 10000000;
 
 void PrintUsage(FILE* out) {
     std::fprintf(out,
-                 "usage: zqsubtitle dump FILE [--language CODE] [--json]\n\n"
-                 "Reads a SubRip file as a multiplexer track is loaded and prints the encoding\n"
-                 "found and every cue as the host receives it: track id, start and stop in\n"
-                 "100 ns units and as hh:mm:ss.fffffff, and the UTF-8 text with its line ends\n"
-                 "shown as \\n.\n"
+                 "usage: zqsubtitle dump FILE [--language CODE] [--label TEXT] [--json]\n\n"
+                 "Adds a SubRip file as a multiplexer track and prints the encoding found, the\n"
+                 "media type the host is given (identifiers, IsoLang and TrackName of its\n"
+                 "SUBTITLEINFO block), and every cue as the host receives it: track id, start\n"
+                 "and stop in 100 ns units and as hh:mm:ss.fffffff, and the UTF-8 text with\n"
+                 "its line ends shown as \\n.\n"
                  "  --language CODE   the track's language (\"ru\", \"ja\", ...); its code page\n"
                  "                    serves files that are neither 7-bit text nor UTF-8\n"
+                 "  --label TEXT      the track's label; the file's name by default\n"
                  "  --json            print one JSON document instead of text\n");
 }
 
 struct Options {
     const char* path = nullptr;
     const char* language = nullptr;
+    const char* label = nullptr;
     bool json = false;
+};
+
+/// What the host learns of the track when it is added.
+struct AnnouncedTrack {
+    LONG trackid = 0;
+    GUID majortype = GUID_NULL;
+    GUID subtype = GUID_NULL;
+    GUID formattype = GUID_NULL;
+    ULONG cbFormat = 0;
+    /// IsoLang up to its NUL, within its four bytes.
+    std::string isoLang;
+    /// TrackName up to its NUL, within its 256 units.
+    std::u16string trackName;
 };
 
 struct SentCue {
@@ -52,8 +70,8 @@ struct SentCue {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 
-/// The host's side of the pump, reduced to keeping what Receive hands over.
-/// Not counted: it lives on the command's stack.
+/// The host's side of a multiplexer, reduced to keeping what AddTrack and
+/// Receive hand over. Not counted: it lives on the command's stack.
 class CCueCollector final : public IZQMuxSubtitleControlCallback {
 public:
     HRESULT QueryInterface(REFIID, void** out) override {
@@ -68,14 +86,36 @@ public:
         return S_OK;
     }
     HRESULT EndOfStream(LONG) override { return S_OK; }
-    HRESULT AddTrack(const AM_MEDIA_TYPE*, LONG) override { return S_OK; }
+    HRESULT AddTrack(const AM_MEDIA_TYPE* mediatype, LONG trackid) override {
+        AnnouncedTrack track;
+        track.trackid = trackid;
+        track.majortype = mediatype->majortype;
+        track.subtype = mediatype->subtype;
+        track.formattype = mediatype->formattype;
+        track.cbFormat = mediatype->cbFormat;
+        if (mediatype->pbFormat != nullptr && mediatype->cbFormat >= sizeof(SUBTITLEINFO)) {
+            // The block is only lent for the call, and its fields are copied
+            // out byte-wise, as a host would.
+            SUBTITLEINFO info;
+            std::memcpy(&info, mediatype->pbFormat, sizeof(info));
+            track.isoLang.assign(info.IsoLang, ::strnlen(info.IsoLang, sizeof(info.IsoLang)));
+            size_t units = 0;
+            while (units < std::size(info.TrackName) && info.TrackName[units] != 0)
+                ++units;
+            track.trackName.assign(info.TrackName, units);
+        }
+        m_tracks.push_back(std::move(track));
+        return S_OK;
+    }
     HRESULT RemoveAllTracks() override { return S_OK; }
     HRESULT RemoveTrack(LONG) override { return S_OK; }
 
     std::vector<SentCue>& Cues() { return m_cues; }
+    std::vector<AnnouncedTrack>& Tracks() { return m_tracks; }
 
 private:
     std::vector<SentCue> m_cues;
+    std::vector<AnnouncedTrack> m_tracks;
 };
 
 #pragma GCC diagnostic pop
@@ -91,6 +131,8 @@ std::u16string WideFromUtf8(const char* text) {
 }
 
 std::string Utf8FromWide(const WCHAR* text) {
+    if (text == nullptr)
+        return {};
     INT bytes = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
     if (bytes <= 0)
         return {};
@@ -98,6 +140,29 @@ std::string Utf8FromWide(const WCHAR* text) {
     WideCharToMultiByte(CP_UTF8, 0, text, -1, narrow.data(), bytes, nullptr, nullptr);
     narrow.resize(static_cast<size_t>(bytes) - 1);
     return narrow;
+}
+
+std::string FormatGuid(const GUID& guid) {
+    WCHAR text[40] = {};
+    StringFromGUID2(guid, text, 40);
+    return Utf8FromWide(text);
+}
+
+// The published name of a subtitle identifier, for a reader who knows them.
+const char* GuidName(const GUID& guid) {
+    if (guid == MEDIATYPE_Subtitle)
+        return "MEDIATYPE_Subtitle";
+    if (guid == MEDIASUBTYPE_UTF8)
+        return "MEDIASUBTYPE_UTF8";
+    if (guid == FORMAT_SubtitleInfo)
+        return "FORMAT_SubtitleInfo";
+    return "unknown";
+}
+
+// The file's name without its folders: a track's label by default.
+std::string FileName(const char* path) {
+    const char* slash = std::strrchr(path, '/');
+    return slash != nullptr ? slash + 1 : path;
 }
 
 std::string DescribeStatus(HRESULT hr) {
@@ -171,6 +236,8 @@ bool ParseOptions(int argc, char** argv, Options& options) {
             options.json = true;
         } else if (std::strcmp(argv[i], "--language") == 0 && i + 1 < argc) {
             options.language = argv[++i];
+        } else if (std::strcmp(argv[i], "--label") == 0 && i + 1 < argc) {
+            options.label = argv[++i];
         } else if (argv[i][0] == '-' || options.path != nullptr) {
             return false;
         } else {
@@ -184,36 +251,50 @@ struct DumpResult {
     HRESULT status = S_OK;
     CTextFile::Encoding encoding = CTextFile::Encoding_Auto;
     UINT codePage = 0;
+    std::vector<AnnouncedTrack> tracks;
     std::vector<SentCue> cues;
 };
 
-// Loads the file as a multiplexer track does, then runs the send chain of one
-// pass to the end, so the cues come out exactly as a host receives them.
+// Tells the encoding as the track's own reader will decide it.
+HRESULT DetectEncoding(const std::u16string& path, DumpResult& result) {
+    CTextFile file(CTextFile::Encoding_Auto, result.codePage);
+    const HRESULT hr = file.Open(path.c_str());
+    if (SUCCEEDED(hr))
+        result.encoding = file.GetEncoding();
+    return hr;
+}
+
+// Adds the file to a live track list as the multiplexer does, with a host
+// that keeps the announcement, then runs the pump's passes to the end, so the
+// media type and the cues come out exactly as a host receives them.
 DumpResult LoadAndSend(const Options& options) {
     DumpResult result;
-    std::u16string language = options.language != nullptr ? WideFromUtf8(options.language) : std::u16string();
-    result.codePage = GetLanguageCodePage(options.language != nullptr ? language.c_str() : nullptr);
-    CTextFile file(CTextFile::Encoding_Auto, result.codePage);
-    result.status = file.Open(WideFromUtf8(options.path).c_str());
+    const std::u16string path = WideFromUtf8(options.path);
+    const std::u16string label = WideFromUtf8(options.label != nullptr ? options.label : FileName(options.path).c_str());
+    const std::u16string language = options.language != nullptr ? WideFromUtf8(options.language) : std::u16string();
+    const WCHAR* languageText = options.language != nullptr ? language.c_str() : nullptr;
+    result.codePage = GetLanguageCodePage(languageText);
+    result.status = DetectEncoding(path, result);
     if (FAILED(result.status))
         return result;
-    result.encoding = file.GetEncoding();
-    CZQSubtitleCueList* cues = nullptr;
-    result.status = CZQSubtitleCueList::Create(&cues);
+
+    CComPtr<CZQSubtitleTrackList> tracks;
+    result.status = CZQSubtitleTrackList::Create(&tracks);
     if (FAILED(result.status))
         return result;
+    CCueCollector host;
     result.status = ZQCallWithBarrier([&] {
-        HRESULT hr = ZQParseSubRip(file, kTrackId, *cues);
+        LONG trackid = 0;
+        HRESULT hr = tracks->AddTextTrackFromFile(&host, path.c_str(), label.c_str(), languageText, &trackid);
         if (FAILED(hr))
             return hr;
-        CCueCollector collector;
-        cues->Rewind();
-        while ((hr = cues->SendNext(&collector)) == 0) {
+        tracks->Rewind();
+        while ((hr = tracks->SendNext(&host)) == S_OK) {
         }
-        result.cues = std::move(collector.Cues());
         return FAILED(hr) ? hr : S_OK;
     });
-    cues->Release();
+    result.tracks = std::move(host.Tracks());
+    result.cues = std::move(host.Cues());
     return result;
 }
 
@@ -222,7 +303,16 @@ void PrintText(const Options& options, const DumpResult& result) {
     std::printf("encoding: %s", EncodingName(result.encoding));
     if (result.encoding == CTextFile::Encoding_CodePage)
         std::printf(" %u", result.codePage == 0 ? GetACP() : result.codePage);
-    std::printf("\ncues: %zu\n", result.cues.size());
+    std::printf("\n");
+    for (const AnnouncedTrack& track : result.tracks) {
+        std::printf("track %d media type:\n  major type   %s %s\n  subtype      %s %s\n  format type  %s %s\n"
+                    "  format size  %u\n  IsoLang      \"%s\"\n  TrackName    \"%s\"\n",
+                    track.trackid, FormatGuid(track.majortype).c_str(), GuidName(track.majortype),
+                    FormatGuid(track.subtype).c_str(), GuidName(track.subtype), FormatGuid(track.formattype).c_str(),
+                    GuidName(track.formattype), track.cbFormat, track.isoLang.c_str(),
+                    Utf8FromWide(track.trackName.c_str()).c_str());
+    }
+    std::printf("cues: %zu\n", result.cues.size());
     size_t index = 0;
     for (const SentCue& cue : result.cues) {
         std::printf("\n#%zu track %d\n  start %" PRId64 " (%s)\n  stop  %" PRId64 " (%s)\n  text  %s\n", ++index,
@@ -234,8 +324,19 @@ void PrintText(const Options& options, const DumpResult& result) {
 void PrintJson(const Options& options, const DumpResult& result) {
     std::printf("{\n  \"file\": %s,\n  \"status\": %s,\n", JsonString(options.path).c_str(),
                 JsonString(DescribeStatus(result.status)).c_str());
-    std::printf("  \"encoding\": %s,\n  \"codePage\": %u,\n  \"cues\": [", JsonString(EncodingName(result.encoding)).c_str(),
+    std::printf("  \"encoding\": %s,\n  \"codePage\": %u,\n  \"tracks\": [", JsonString(EncodingName(result.encoding)).c_str(),
                 result.codePage == 0 ? GetACP() : result.codePage);
+    const char* trackSeparator = "\n";
+    for (const AnnouncedTrack& track : result.tracks) {
+        std::printf("%s    {\"track\": %d, \"majortype\": %s, \"subtype\": %s, \"formattype\": %s, \"cbFormat\": %u, "
+                    "\"isoLang\": %s, \"trackName\": %s}",
+                    trackSeparator, track.trackid, JsonString(FormatGuid(track.majortype)).c_str(),
+                    JsonString(FormatGuid(track.subtype)).c_str(), JsonString(FormatGuid(track.formattype)).c_str(),
+                    track.cbFormat, JsonString(track.isoLang).c_str(),
+                    JsonString(Utf8FromWide(track.trackName.c_str())).c_str());
+        trackSeparator = ",\n";
+    }
+    std::printf("%s],\n  \"cues\": [", result.tracks.empty() ? "" : "\n  ");
     const char* separator = "\n";
     for (const SentCue& cue : result.cues) {
         std::printf("%s    {\"track\": %d, \"start\": %" PRId64 ", \"startTime\": \"%s\", \"stop\": %" PRId64
