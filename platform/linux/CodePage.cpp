@@ -19,14 +19,28 @@ namespace {
 constexpr const char* kUtf16 = std::endian::native == std::endian::little ? "UTF-16LE" : "UTF-16BE";
 constexpr size_t kFailed = static_cast<size_t>(-1);
 
+/// Serialises opening and closing descriptors. glibc loads and unloads its
+/// converter modules there under a loader lock that race detectors can't
+/// see; our own lock makes that ordering visible. Opening is rare, so the
+/// lock costs nothing in conversions.
+std::mutex& IconvOpenCloseLock() {
+    static std::mutex s_lock;
+    return s_lock;
+}
+
 /// An iconv descriptor; move-only, closed by the destructor.
 class IconvDescriptor {
 public:
     IconvDescriptor() noexcept = default;
-    IconvDescriptor(const char* to, const char* from) noexcept : m_cd(iconv_open(to, from)) {}
+    IconvDescriptor(const char* to, const char* from) noexcept {
+        std::lock_guard lock(IconvOpenCloseLock());
+        m_cd = iconv_open(to, from);
+    }
     ~IconvDescriptor() {
-        if (Valid())
-            iconv_close(m_cd);
+        if (!Valid())
+            return;
+        std::lock_guard lock(IconvOpenCloseLock());
+        iconv_close(m_cd);
     }
     IconvDescriptor(IconvDescriptor&& other) noexcept : m_cd(other.m_cd) { other.m_cd = kInvalid(); }
     IconvDescriptor& operator=(IconvDescriptor&& other) noexcept {

@@ -49,6 +49,7 @@ BOOL SetEvent(HANDLE handle) {
     Event* event = Event::FromHandle(handle);
     if (event == nullptr)
         return FALSE;
+    zqplatform::ScopedReference hold(event);
     event->Signal();
     return TRUE;
 }
@@ -57,6 +58,7 @@ BOOL ResetEvent(HANDLE handle) {
     Event* event = Event::FromHandle(handle);
     if (event == nullptr)
         return FALSE;
+    zqplatform::ScopedReference hold(event);
     event->Reset();
     return TRUE;
 }

@@ -75,12 +75,8 @@ DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
     KernelObject* object = KernelObject::FromHandle(handle);
     if (object == nullptr)
         return WAIT_FAILED;
-    // Hold the record for the wait so that a racing CloseHandle can't free it
-    // under the waiter.
-    object->AddRef();
-    DWORD result = object->Wait(milliseconds);
-    object->Release();
-    return result;
+    zqplatform::ScopedReference hold(object);
+    return object->Wait(milliseconds);
 }
 
 BOOL CloseHandle(HANDLE handle) {

@@ -51,4 +51,17 @@ private:
     bool m_signalled;
 };
 
+/// One reference held for the length of a call: the thread a signal wakes
+/// may close the handle while the signalling call is still on its way out.
+class ScopedReference {
+public:
+    explicit ScopedReference(KernelObject* object) noexcept : m_object(object) { m_object->AddRef(); }
+    ~ScopedReference() { m_object->Release(); }
+    ScopedReference(const ScopedReference&) = delete;
+    ScopedReference& operator=(const ScopedReference&) = delete;
+
+private:
+    KernelObject* m_object;
+};
+
 }  // namespace zqplatform
