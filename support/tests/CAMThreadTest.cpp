@@ -68,21 +68,15 @@ TEST(CAMThreadTest, RepliesToEachRequestUntilToldToEnd) {
     EXPECT_FALSE(thread.ThreadExists());
 }
 
-TEST(CAMThreadTest, CallWorkerWithoutAThreadFailsAtOnce) {
+TEST(CAMThreadTest, WithoutAThreadCallWorkerFailsAtOnceAndCloseDoesNothing) {
     TestThread thread;
     EXPECT_EQ(kFailed, thread.CallWorker(5));
-    ASSERT_TRUE(thread.Create());
-    thread.Stop();
-    EXPECT_EQ(kFailed, thread.CallWorker(5));
-}
-
-TEST(CAMThreadTest, CloseWithoutAThreadOrTwiceDoesNothing) {
-    TestThread thread;
     thread.Close();
     ASSERT_TRUE(thread.Create());
     thread.Stop();
     thread.Close();
     EXPECT_FALSE(thread.ThreadExists());
+    EXPECT_EQ(kFailed, thread.CallWorker(5));
 }
 
 TEST(CAMThreadTest, SecondCreateIsRefusedAndLeavesTheThreadAlone) {

@@ -44,31 +44,20 @@ protected:
     CountingUnknown m_second;
 };
 
-TEST_F(CComPtrTest, HoldsExactlyOneReferenceFromConstructionToDestruction) {
+TEST_F(CComPtrTest, HoldsOneReferencePerHolderAndMovesCarryTheirs) {
     {
-        CComPtr<IUnknown> p(&m_first);
+        CComPtr<IUnknown> a(&m_first);
+        CComPtr<IUnknown> b(a);
+        EXPECT_EQ(2, m_first.References());
+        CComPtr<IUnknown> c(std::move(a));
+        EXPECT_EQ(2, m_first.References());
+        EXPECT_FALSE(a);
+        b = std::move(c);
         EXPECT_EQ(1, m_first.References());
-        EXPECT_EQ(&m_first, p.Get());
-        EXPECT_TRUE(p);
+        EXPECT_EQ(&m_first, b.Get());
     }
     EXPECT_EQ(0, m_first.References());
-    EXPECT_EQ(1, m_first.ReleaseCalls());
-
-    CComPtr<IUnknown> empty;
-    EXPECT_FALSE(empty);
-    EXPECT_EQ(nullptr, empty.Get());
-}
-
-TEST_F(CComPtrTest, CopiesAddAReferenceAndMovesCarryTheirs) {
-    CComPtr<IUnknown> a(&m_first);
-    CComPtr<IUnknown> b(a);
-    EXPECT_EQ(2, m_first.References());
-    CComPtr<IUnknown> c(std::move(a));
-    EXPECT_EQ(2, m_first.References());
-    EXPECT_FALSE(a);
-    b = std::move(c);
-    EXPECT_EQ(1, m_first.References());
-    EXPECT_EQ(&m_first, b.Get());
+    EXPECT_EQ(2, m_first.ReleaseCalls());
 }
 
 TEST_F(CComPtrTest, AssignmentReferencesTheNewPointerBeforeReleasingTheOld) {
@@ -92,31 +81,24 @@ TEST_F(CComPtrTest, StoringThePointerAlreadyHeldChangesNoCount) {
     EXPECT_EQ(&m_first, p.Get());
 }
 
-TEST_F(CComPtrTest, AttachTakesOverAReferenceAndDetachHandsItBack) {
+TEST_F(CComPtrTest, AttachDetachAndTheOutSlotMoveReferencesWithoutCounting) {
     m_first.AddRef();
     CComPtr<IUnknown> p;
     p.Attach(&m_first);
     EXPECT_EQ(1, m_first.References());
+    EXPECT_EQ(1, m_first.AddRefCalls());
 
-    m_second.AddRef();
-    p.Attach(&m_second);
+    // The out slot releases what was held, so reusing a holder can't leak.
+    IUnknown** slot = &p;
     EXPECT_EQ(0, m_first.References());
+    EXPECT_EQ(nullptr, *slot);
+    EXPECT_OK(m_second.QueryInterface(IID_IUnknown, reinterpret_cast<void**>(slot)));
 
     IUnknown* raw = p.Detach();
     EXPECT_EQ(&m_second, raw);
     EXPECT_FALSE(p);
     EXPECT_EQ(1, m_second.References());
     raw->Release();
-}
-
-TEST_F(CComPtrTest, AddressOfReleasesWhatWasHeldSoReuseCannotLeak) {
-    CComPtr<IUnknown> p(&m_first);
-    IUnknown** slot = &p;
-    EXPECT_EQ(0, m_first.References());
-    EXPECT_EQ(nullptr, *slot);
-    EXPECT_OK(m_second.QueryInterface(IID_IUnknown, reinterpret_cast<void**>(slot)));
-    EXPECT_EQ(&m_second, p.Get());
-    EXPECT_EQ(1, m_second.References());
 }
 
 TEST_F(CComPtrTest, CopyToGivesTheCallerItsOwnReference) {
@@ -135,47 +117,38 @@ TEST_F(CComPtrTest, CopyToGivesTheCallerItsOwnReference) {
     EXPECT_EQ(nullptr, out);
 }
 
-TEST_F(CComPtrTest, QueryInterfaceAnswersByTheInterfaceTypeAndClearsOnFailure) {
+TEST_F(CComPtrTest, QueriesAnswerByTheInterfaceTypeAndClearTheOutPointerOnFailure) {
     CComPtr<IUnknown> p(&m_first);
     CComPtr<IUnknown> same;
     EXPECT_OK(p.QueryInterface(&same));
     EXPECT_EQ(&m_first, same.Get());
     EXPECT_EQ(2, m_first.References());
 
-    IClassFactory* factory = reinterpret_cast<IClassFactory*>(&m_second);
+    auto* factory = reinterpret_cast<IClassFactory*>(&m_second);
     EXPECT_HR(E_NOINTERFACE, p.QueryInterface(&factory));
     EXPECT_EQ(nullptr, factory);
     EXPECT_HR(E_POINTER, p.QueryInterface<IClassFactory>(nullptr));
-
-    CComPtr<IUnknown> empty;
     factory = reinterpret_cast<IClassFactory*>(&m_second);
-    EXPECT_HR(E_POINTER, empty.QueryInterface(&factory));
+    EXPECT_HR(E_POINTER, CComPtr<IUnknown>().QueryInterface(&factory));
     EXPECT_EQ(nullptr, factory);
-    EXPECT_EQ(2, m_first.References());
-}
 
-TEST_F(CComPtrTest, FreeQueryHelperChecksBothPointers) {
     IUnknown* out = &m_second;
     EXPECT_HR(E_POINTER, ZQQueryInterface<IUnknown>(nullptr, &out));
     EXPECT_EQ(nullptr, out);
-    EXPECT_HR(E_POINTER, ZQQueryInterface<IUnknown>(&m_first, nullptr));
     EXPECT_OK(ZQQueryInterface(&m_first, &out));
     EXPECT_EQ(&m_first, out);
     out->Release();
-    EXPECT_EQ(0, m_first.References());
+    EXPECT_EQ(2, m_first.References());
 }
 
 TEST_F(CComPtrTest, ComparesWithRawPointersAndOtherHolders) {
     CComPtr<IUnknown> a(&m_first);
     CComPtr<IUnknown> b(&m_first);
-    CComPtr<IUnknown> c(&m_second);
     EXPECT_TRUE(a == b);
-    EXPECT_TRUE(a != c);
-    EXPECT_TRUE(a == &m_first);
+    EXPECT_TRUE(a != CComPtr<IUnknown>(&m_second));
     EXPECT_TRUE(&m_first == a);
     EXPECT_TRUE(a != &m_second);
     EXPECT_TRUE(CComPtr<IUnknown>() == nullptr);
-    EXPECT_TRUE(a != nullptr);
 }
 
 }  // namespace
