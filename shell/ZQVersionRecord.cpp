@@ -1,0 +1,18 @@
+// The version record as data of the module file, in a section of its own, so
+// that a tool reads it without loading the module and without an export:
+//     readelf -p .zqversion libZQSubtitle.so
+#include "shell/ZQVersionRecord.h"
+
+namespace {
+
+// Name=value pairs, each ending in a NUL, in the order of the record.
+[[gnu::used, gnu::section(".zqversion")]] constexpr char kVersionSection[] =
+    "FileVersion=1.0.0.481\0"
+    "ProductVersion=1.0.0.481\0"
+    "Comments=Kestrix Subtitle Library\0"
+    "FileDescription=Kestrix Subtitle Library\0"
+    "ProductName=Kestrix Subtitle Library\0"
+    "InternalName=ZQSUBTITLE\0"
+    "OriginalFilename=ZQSUBTITLE.DLL\0";
+
+}  // namespace
