@@ -52,10 +52,6 @@ bool IsSpace(char16_t c) {
     return c == u' ' || c == u'\t' || c == u'\r' || c == u'\n' || c == u'\f' || c == u'\v';
 }
 
-bool IsPunctuation(char16_t c) {
-    return c == u'{' || c == u'}' || c == u'=' || c == u'\'';
-}
-
 /// Splits the replaced script into tokens; false for an unterminated string.
 bool Tokenize(std::u16string_view text, std::vector<Token>& tokens) {
     size_t pos = 0;
@@ -66,13 +62,7 @@ bool Tokenize(std::u16string_view text, std::vector<Token>& tokens) {
             tokens.push_back({Token::Kind::End, {}});
             return true;
         }
-        char16_t c = text[pos];
-        if (c == u'{' || c == u'}' || c == u'=') {
-            tokens.push_back({c == u'{' ? Token::Kind::Open : c == u'}' ? Token::Kind::Close : Token::Kind::Equals, {}});
-            ++pos;
-            continue;
-        }
-        if (c == u'\'') {
+        if (text[pos] == u'\'') {
             std::u16string content;
             ++pos;
             while (true) {
@@ -93,10 +83,17 @@ bool Tokenize(std::u16string_view text, std::vector<Token>& tokens) {
             tokens.push_back({Token::Kind::String, std::move(content)});
             continue;
         }
+        // Words run to the next white space, so a class id in braces is one
+        // word; a brace or equals sign alone is punctuation.
         size_t start = pos;
-        while (pos < text.size() && !IsSpace(text[pos]) && !IsPunctuation(text[pos]))
+        while (pos < text.size() && !IsSpace(text[pos]))
             ++pos;
-        tokens.push_back({Token::Kind::Word, std::u16string(text.substr(start, pos - start))});
+        std::u16string_view word = text.substr(start, pos - start);
+        Token::Kind kind = word == u"{"   ? Token::Kind::Open
+                           : word == u"}" ? Token::Kind::Close
+                           : word == u"=" ? Token::Kind::Equals
+                                          : Token::Kind::Word;
+        tokens.push_back({kind, kind == Token::Kind::Word ? std::u16string(word) : std::u16string()});
     }
 }
 

@@ -10,6 +10,8 @@
 #include "zqplatform/registry.h"
 
 /// A registrar for one run of one script, owned by its caller on one thread.
+/// Tokens are separated by white space: a word, a brace, an equals sign, or
+/// an apostrophe string (which may hold white space).
 ///
 /// The language: a script is a list of root keys (HKCR, HKCU, HKLM or their
 /// long names), each followed by a braced list of keys. A key is
