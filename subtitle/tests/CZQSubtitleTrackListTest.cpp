@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstring>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "subrip/tests/ScratchFile.h"
@@ -326,6 +328,35 @@ TEST_F(TrackListTest, RunningOutOfMemoryLeavesTheListAndTheTrackAsTheyWere) {
         EXPECT_EQ(snapshot, nullptr);
         EXPECT_EQ(ZQModule().GetLockCount(), locks + 2) << "the new track and its cue list only";
     }
+}
+
+TEST_F(TrackListTest, ASnapshotIsReadOnAnotherThreadWhileTheLiveListChanges) {
+    AddTracks(2);
+    CComPtr<CZQSubtitleTrackList> snapshot;
+    ASSERT_OK(m_list->GetAllTracks(&snapshot));
+    std::atomic<bool> done{false};
+    // The application's thread: no lock, only the snapshot and the tracks.
+    std::thread reader([&] {
+        while (!done.load()) {
+            CComPtr<IZQSubtitleTrack> track;
+            EXPECT_OK(snapshot->GetTrackByID(2, &track));
+            LONG id = -1;
+            VARIANT_BOOL selected = -1;
+            EXPECT_OK(track->get_ID(&id));
+            EXPECT_OK(track->get_Selected(&selected));
+            EXPECT_TRUE(id == 0 || id == 2) << id;
+            EXPECT_TRUE(selected == 0 || selected == 1) << selected;
+        }
+    });
+    // The owner's thread: the track leaves and joins again, selection flips.
+    for (int i = 0; i < 2000; ++i) {
+        ASSERT_OK(m_list->RemoveByID(2));
+        ASSERT_OK(m_list->AddTrack(m_tracks[1].Get()));
+        m_tracks[1]->SetSelected(i % 2 == 0);
+    }
+    done.store(true);
+    reader.join();
+    EXPECT_EQ(m_tracks[1]->GetID(), 2);
 }
 
 // --- The multiplexer side: files, the host's calls, the pump.

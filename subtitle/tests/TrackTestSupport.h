@@ -54,7 +54,8 @@ struct HostMediaType {
         type.bFixedSizeSamples = TRUE;
         type.lSampleSize = 1;
         if (blockSize >= kSubtitleInfoSize) {
-            std::memcpy(block.data() + offsetof(SUBTITLEINFO, IsoLang), isoLang.data(), std::min<size_t>(isoLang.size(), 4));
+            std::memcpy(block.data() + offsetof(SUBTITLEINFO, IsoLang), isoLang.data(),
+                        std::min<size_t>(isoLang.size(), 4));
             std::memcpy(block.data() + offsetof(SUBTITLEINFO, TrackName), name.data(),
                         std::min<size_t>(name.size(), 256) * sizeof(char16_t));
         }

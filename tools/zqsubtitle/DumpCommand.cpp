@@ -270,7 +270,8 @@ HRESULT DetectEncoding(const std::u16string& path, DumpResult& result) {
 DumpResult LoadAndSend(const Options& options) {
     DumpResult result;
     const std::u16string path = WideFromUtf8(options.path);
-    const std::u16string label = WideFromUtf8(options.label != nullptr ? options.label : FileName(options.path).c_str());
+    const std::string labelText = options.label != nullptr ? options.label : FileName(options.path);
+    const std::u16string label = WideFromUtf8(labelText.c_str());
     const std::u16string language = options.language != nullptr ? WideFromUtf8(options.language) : std::u16string();
     const WCHAR* languageText = options.language != nullptr ? language.c_str() : nullptr;
     result.codePage = GetLanguageCodePage(languageText);
@@ -324,8 +325,8 @@ void PrintText(const Options& options, const DumpResult& result) {
 void PrintJson(const Options& options, const DumpResult& result) {
     std::printf("{\n  \"file\": %s,\n  \"status\": %s,\n", JsonString(options.path).c_str(),
                 JsonString(DescribeStatus(result.status)).c_str());
-    std::printf("  \"encoding\": %s,\n  \"codePage\": %u,\n  \"tracks\": [", JsonString(EncodingName(result.encoding)).c_str(),
-                result.codePage == 0 ? GetACP() : result.codePage);
+    std::printf("  \"encoding\": %s,\n  \"codePage\": %u,\n  \"tracks\": [",
+                JsonString(EncodingName(result.encoding)).c_str(), result.codePage == 0 ? GetACP() : result.codePage);
     const char* trackSeparator = "\n";
     for (const AnnouncedTrack& track : result.tracks) {
         std::printf("%s    {\"track\": %d, \"majortype\": %s, \"subtype\": %s, \"formattype\": %s, \"cbFormat\": %u, "
