@@ -1,0 +1,306 @@
+// The dispatcher: delivery on the callback's thread, queueing from other
+// threads, nested delivery, release and reset from any thread, and the
+// module lock that events and orphaned windows hold.
+#include "dmx/CZQDmxSubtitleCallback.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "dmx/tests/DispatcherTestSupport.h"
+#include "support/CZQSubtitleModule.h"
+#include "tests/support/HResultAssertions.h"
+#include "tests/support/RecordingCueCallback.h"
+
+namespace {
+
+using dmxtest::MakeCue;
+using dmxtest::PumpPending;
+using dmxtest::PumpUntil;
+
+CComPtr<CZQDmxSubtitleCallback> MakeDispatcher() {
+    CZQDmxSubtitleCallback* raw = nullptr;
+    EXPECT_OK(CZQDmxSubtitleCallback::CreateInstance(&raw));
+    CComPtr<CZQDmxSubtitleCallback> dispatcher;
+    dispatcher.Attach(raw);
+    return dispatcher;
+}
+
+std::vector<std::u16string> Texts(const zqtest::RecordingCueCallback& app) {
+    std::vector<std::u16string> texts;
+    for (const auto& record : app.Events())
+        texts.push_back(record.event == ZQSubtitle_Cue_Event_Clear ? u"<clear>" : record.text);
+    return texts;
+}
+
+class DispatcherTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        m_baseLocks = ZQModule().GetLockCount();
+        m_dispatcher = MakeDispatcher();
+        ASSERT_TRUE(m_dispatcher);
+    }
+
+    void TearDown() override {
+        m_dispatcher.Release();
+        PumpPending();
+        EXPECT_EQ(ZQModule().GetLockCount(), m_baseLocks) << "an event or a window still holds the module";
+        EXPECT_EQ(m_app.References(), 0);
+    }
+
+    /// Cues `texts` as Active events from a thread of their own.
+    void CueFromWorker(std::vector<std::u16string> texts) {
+        std::thread([&] {
+            for (const auto& text : texts)
+                EXPECT_OK(m_dispatcher->Cue(ZQSubtitle_Cue_Event_Active, 1.5, MakeCue(text).Get()));
+        }).join();
+    }
+
+    zqtest::RecordingCueCallback m_app;
+    CComPtr<CZQDmxSubtitleCallback> m_dispatcher;
+    LONG m_baseLocks = 0;
+};
+
+TEST_F(DispatcherTest, IdleDispatcherDropsEventsAndHoldsNoModuleLock) {
+    EXPECT_EQ(ZQModule().GetLockCount(), m_baseLocks);
+    EXPECT_OK(m_dispatcher->Cue(ZQSubtitle_Cue_Event_Clear, 0.0, nullptr));
+    EXPECT_EQ(m_dispatcher->GetWindowHandle(), nullptr);
+
+    CComPtr<IUnknown> unknown;
+    EXPECT_OK(m_dispatcher->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&unknown)));
+    CComPtr<IZQSubtitleCue> notACue;
+    EXPECT_HR(E_NOINTERFACE, m_dispatcher->QueryInterface(IID_IZQSubtitleCue, reinterpret_cast<void**>(&notACue)));
+    EXPECT_HR(E_POINTER, m_dispatcher->QueryInterface(IID_IUnknown, nullptr));
+
+    IZQDmxSubtitleCallback* got = nullptr;
+    EXPECT_OK(m_dispatcher->GetCallback(&got));
+    EXPECT_EQ(got, nullptr);
+    EXPECT_HR(E_POINTER, m_dispatcher->GetCallback(nullptr));
+}
+
+TEST_F(DispatcherTest, GetCallbackGivesAReferenceAndRefusesAFilledSlot) {
+    ASSERT_OK(m_dispatcher->SetCallback(&m_app));
+    IZQDmxSubtitleCallback* got = nullptr;
+    ASSERT_OK(m_dispatcher->GetCallback(&got));
+    EXPECT_EQ(got, &m_app);
+    EXPECT_EQ(m_app.References(), 2);
+    EXPECT_HR(E_POINTER, m_dispatcher->GetCallback(&got));
+    got->Release();
+    ASSERT_OK(m_dispatcher->SetCallback(nullptr));
+    EXPECT_EQ(m_app.References(), 0);
+    EXPECT_EQ(m_dispatcher->GetWindowHandle(), nullptr);
+}
+
+TEST_F(DispatcherTest, EventOnTheCallbackThreadIsDeliveredBeforeCueReturns) {
+    ASSERT_OK(m_dispatcher->SetCallback(&m_app));
+    HWND window = m_dispatcher->GetWindowHandle();
+    ASSERT_NE(window, nullptr);
+    EXPECT_EQ(GetWindowThreadProcessId(window, nullptr), GetCurrentThreadId());
+    // A failing application changes nothing for the next event.
+    m_app.SetResponder([](const zqtest::CueEventRecord&) { return E_FAIL; });
+
+    EXPECT_OK(m_dispatcher->Cue(ZQSubtitle_Cue_Event_Active, 2.5, MakeCue(u"one").Get()));
+    EXPECT_OK(m_dispatcher->Cue(ZQSubtitle_Cue_Event_Inactive, 3.5, MakeCue(u"two").Get()));
+    auto events = m_app.Events();
+    ASSERT_EQ(events.size(), 2u);
+    EXPECT_EQ(events[0].event, ZQSubtitle_Cue_Event_Active);
+    EXPECT_EQ(events[0].time, 2.5);
+    EXPECT_EQ(events[0].text, u"one");
+    EXPECT_EQ(events[0].thread, std::this_thread::get_id());
+    EXPECT_EQ(events[1].event, ZQSubtitle_Cue_Event_Inactive);
+    // Nothing is left for the window to do, and the events are gone.
+    MSG message;
+    EXPECT_FALSE(PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE));
+    EXPECT_EQ(ZQModule().GetLockCount(), m_baseLocks);
+}
+
+TEST_F(DispatcherTest, EventsFromAnotherThreadCollectUntilTheCallbackThreadPumps) {
+    ASSERT_OK(m_dispatcher->SetCallback(&m_app));
+    CueFromWorker({u"a", u"b", u"c"});
+    EXPECT_EQ(m_app.EventCount(), 0u);
+    // Each queued event holds the module until it is delivered.
+    EXPECT_GE(ZQModule().GetLockCount(), m_baseLocks + 3);
+
+    ASSERT_TRUE(PumpUntil([&] { return m_app.EventCount() == 3; }));
+    PumpPending();
+    EXPECT_EQ(Texts(m_app), (std::vector<std::u16string>{u"a", u"b", u"c"}));
+    for (const auto& record : m_app.Events())
+        EXPECT_EQ(record.thread, std::this_thread::get_id());
+    EXPECT_EQ(ZQModule().GetLockCount(), m_baseLocks);
+}
+
+// Like a Stop on the application's thread while the worker's events wait:
+// they all arrive, then the Clear, inside the one call; the messages that
+// were posted for them find nothing afterwards.
+TEST_F(DispatcherTest, EventOnTheCallbackThreadDeliversAllPendingFirstInQueueOrder) {
+    ASSERT_OK(m_dispatcher->SetCallback(&m_app));
+    CueFromWorker({u"a", u"b"});
+    MSG message;
+    ASSERT_TRUE(PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE));
+    EXPECT_EQ(message.message, CZQDmxSubtitleCallback::kEventsPendingMessage);
+
+    EXPECT_OK(m_dispatcher->Cue(ZQSubtitle_Cue_Event_Clear, 0.0, nullptr));
+    EXPECT_EQ(Texts(m_app), (std::vector<std::u16string>{u"a", u"b", u"<clear>"}));
+    PumpPending();
+    EXPECT_EQ(m_app.EventCount(), 3u);
+}
+
+TEST_F(DispatcherTest, CueFromInsideTheApplicationIsDeliveredNestedAndInOrder) {
+    ASSERT_OK(m_dispatcher->SetCallback(&m_app));
+    CueFromWorker({u"w1", u"w2"});
+    CZQDmxSubtitleCallback* dispatcher = m_dispatcher.Get();
+    m_app.SetResponder([dispatcher](const zqtest::CueEventRecord& record) {
+        if (record.text == u"w1") {
+            EXPECT_OK(dispatcher->Cue(ZQSubtitle_Cue_Event_Inactive, 4.0, MakeCue(u"nested").Get()));
+        }
+        return S_OK;
+    });
+    EXPECT_OK(m_dispatcher->Cue(ZQSubtitle_Cue_Event_Active, 3.0, MakeCue(u"own").Get()));
+    EXPECT_EQ(Texts(m_app), (std::vector<std::u16string>{u"w1", u"w2", u"own", u"nested"}));
+}
+
+TEST_F(DispatcherTest, ReleasedWithEventsPendingDeliversNoneAndReleasesTheirCues) {
+    ASSERT_OK(m_dispatcher->SetCallback(&m_app));
+    CComPtr<IZQSubtitleCue> kept = MakeCue(u"kept by the application");
+    std::thread([&] {
+        EXPECT_OK(m_dispatcher->Cue(ZQSubtitle_Cue_Event_Active, 1.0, kept.Get()));
+        EXPECT_OK(m_dispatcher->Cue(ZQSubtitle_Cue_Event_Active, 1.0, MakeCue(u"dropped").Get()));
+    }).join();
+    HWND window = m_dispatcher->GetWindowHandle();
+    EXPECT_GT(ZQModule().GetLockCount(), m_baseLocks);
+
+    m_dispatcher.Release();
+    EXPECT_FALSE(IsWindow(window));
+    PumpPending();
+    EXPECT_EQ(m_app.EventCount(), 0u);
+    EXPECT_EQ(m_app.References(), 0);
+    // Only this test's reference is left on the cue: it holds no module lock.
+    EXPECT_EQ(ZQModule().GetLockCount(), m_baseLocks);
+}
+
+TEST_F(DispatcherTest, SeveralDispatchersShareTheWindowClass) {
+    zqtest::RecordingCueCallback secondApp;
+    CComPtr<CZQDmxSubtitleCallback> second = MakeDispatcher();
+    ASSERT_OK(m_dispatcher->SetCallback(&m_app));
+    ASSERT_OK(second->SetCallback(&secondApp));
+    HWND firstWindow = m_dispatcher->GetWindowHandle();
+    HWND secondWindow = second->GetWindowHandle();
+    ASSERT_NE(secondWindow, nullptr);
+    EXPECT_NE(firstWindow, secondWindow);
+    WNDCLASSW info{};
+    auto instance = reinterpret_cast<HINSTANCE>(GetWindowLongPtrW(firstWindow, GWLP_HINSTANCE));
+    ASSERT_TRUE(GetClassInfoW(instance, CZQDmxSubtitleCallback::kWindowClassName, &info));
+    EXPECT_EQ(info.lpfnWndProc, &CZQDmxSubtitleCallback::WindowProc);
+
+    std::thread([&] {
+        EXPECT_OK(m_dispatcher->Cue(ZQSubtitle_Cue_Event_Active, 1.0, MakeCue(u"first").Get()));
+        EXPECT_OK(second->Cue(ZQSubtitle_Cue_Event_Active, 1.0, MakeCue(u"second").Get()));
+    }).join();
+    // Releasing one dispatcher leaves the class, and the other, working.
+    m_dispatcher.Release();
+    ASSERT_TRUE(PumpUntil([&] { return secondApp.EventCount() == 1; }));
+    EXPECT_EQ(Texts(secondApp), std::vector<std::u16string>{u"second"});
+    EXPECT_EQ(m_app.EventCount(), 0u);
+    EXPECT_TRUE(GetClassInfoW(instance, CZQDmxSubtitleCallback::kWindowClassName, &info));
+    second.Release();
+}
+
+// The host may drop the last reference on its own thread: the window can't
+// be destroyed there, so its thread ends it, and until then the window keeps
+// the module; the events it had been told of are never delivered.
+TEST_F(DispatcherTest, ReleaseOnAForeignThreadEndsTheWindowOnItsOwnThread) {
+    ASSERT_OK(m_dispatcher->SetCallback(&m_app));
+    HWND window = m_dispatcher->GetWindowHandle();
+    CueFromWorker({u"pending"});
+    std::thread([&] { m_dispatcher.Release(); }).join();
+
+    EXPECT_EQ(m_app.References(), 0);
+    EXPECT_TRUE(IsWindow(window));
+    EXPECT_EQ(ZQModule().GetLockCount(), m_baseLocks + 1) << "the orphaned window holds the module";
+    ASSERT_TRUE(PumpUntil([&] { return !IsWindow(window); }));
+    EXPECT_EQ(m_app.EventCount(), 0u);
+    EXPECT_EQ(ZQModule().GetLockCount(), m_baseLocks);
+}
+
+TEST_F(DispatcherTest, CallbackSetOnASecondThreadIsCalledThereAndEndsWithIt) {
+    std::atomic<bool> ready{false};
+    std::atomic<bool> done{false};
+    std::thread application([&] {
+        EXPECT_OK(m_dispatcher->SetCallback(&m_app));
+        ready = true;
+        EXPECT_TRUE(PumpUntil([&] { return m_app.EventCount() == 2; }));
+        done = true;
+    });
+    ASSERT_TRUE(PumpUntil([&] { return ready.load(); }));
+    EXPECT_OK(m_dispatcher->Cue(ZQSubtitle_Cue_Event_Active, 1.0, MakeCue(u"x").Get()));
+    EXPECT_OK(m_dispatcher->Cue(ZQSubtitle_Cue_Event_Clear, 0.0, nullptr));
+    application.join();
+    auto events = m_app.Events();
+    ASSERT_EQ(events.size(), 2u);
+    EXPECT_EQ(events[0].thread, events[1].thread);
+    EXPECT_NE(events[0].thread, std::this_thread::get_id());
+
+    // The thread is gone with its window: events now wait for nobody, and
+    // the release on this thread finds nothing left to end.
+    EXPECT_FALSE(IsWindow(m_dispatcher->GetWindowHandle()));
+    EXPECT_OK(m_dispatcher->Cue(ZQSubtitle_Cue_Event_Clear, 0.0, nullptr));
+    m_dispatcher.Release();
+    EXPECT_EQ(ZQModule().GetLockCount(), m_baseLocks);
+}
+
+// Several threads cue while the owner pumps and, now and then, resets the
+// dispatcher, replaces it, or lets a worker drop the old one. Every event that
+// arrives does so on the owner's thread, and at the end nothing holds the
+// module. Run under the thread sanitizer.
+TEST_F(DispatcherTest, StressCueFromManyThreadsWhileTheOwnerPumpsAndResets) {
+    constexpr int kWorkers = 4;
+    constexpr int kRounds = 40;
+    std::mutex currentLock;  // guards current
+    CComPtr<CZQDmxSubtitleCallback> current = m_dispatcher;
+    ASSERT_OK(current->SetCallback(&m_app));
+    std::atomic<bool> stop{false};
+    std::atomic<long> cued{0};
+    std::vector<std::thread> workers;
+    for (int w = 0; w < kWorkers; ++w) {
+        workers.emplace_back([&] {
+            CComPtr<IZQSubtitleCue> cue = MakeCue(u"stress");
+            while (!stop) {
+                CComPtr<CZQDmxSubtitleCallback> target;
+                {
+                    std::lock_guard<std::mutex> lock(currentLock);
+                    target = current;
+                }
+                EXPECT_OK(target->Cue(ZQSubtitle_Cue_Event_Active, 1.0, cue.Get()));
+                // Sometimes this worker holds the last reference of a
+                // replaced dispatcher, and so resets it from a foreign thread.
+                ++cued;
+            }
+        });
+    }
+    for (int round = 0; round < kRounds; ++round) {
+        const long target = cued + 200;
+        ASSERT_TRUE(PumpUntil([&] { return cued >= target; }));
+        if (round % 3 == 0) {
+            ASSERT_OK(current->SetCallback(&m_app));  // a reset on the owner thread
+            continue;
+        }
+        CComPtr<CZQDmxSubtitleCallback> replacement = MakeDispatcher();
+        ASSERT_OK(replacement->SetCallback(&m_app));
+        std::lock_guard<std::mutex> lock(currentLock);
+        current = replacement;
+    }
+    stop = true;
+    for (auto& worker : workers)
+        worker.join();
+    m_dispatcher.Release();
+    current.Release();
+    PumpPending();
+    EXPECT_GT(m_app.EventCount(), 0u);
+    for (const auto& record : m_app.Events())
+        ASSERT_EQ(record.thread, std::this_thread::get_id());
+}
+
+}  // namespace
