@@ -8,12 +8,14 @@
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 #include "subtitle/CZQSubtitleTrack.h"
 #include "subtitle/SubtitleMediaType.h"
 #include "support/CComPtr.h"
 #include "tests/support/HResultAssertions.h"
+#include "tests/support/RecordingMuxHost.h"
 #include "zqplatform/oleauto.h"
 
 namespace zqtracktest {
@@ -28,11 +30,24 @@ inline CComPtr<CZQSubtitleTrack> NewTrack() {
     return track;
 }
 
-/// The text of a BSTR, which is then freed.
-inline std::u16string TakeBstr(BSTR bstr) {
+/// A string property of a track; the BSTR is freed.
+inline std::u16string Text(IZQSubtitleTrack& track, HRESULT (IZQSubtitleTrack::*getter)(BSTR*)) {
+    BSTR bstr = nullptr;
+    EXPECT_OK((track.*getter)(&bstr));
+    EXPECT_NE(bstr, nullptr) << "an empty text is an empty BSTR, not null";
     std::u16string text(bstr, SysStringLen(bstr));
     SysFreeString(bstr);
     return text;
+}
+
+/// A host call as a sequence check compares it: kind, track id, payload.
+using SeenCall = std::tuple<zqtest::MuxHostCallKind, LONG, std::string>;
+
+inline std::vector<SeenCall> Seen(const zqtest::RecordingMuxHost& host) {
+    std::vector<SeenCall> seen;
+    for (const zqtest::MuxHostCall& call : host.Calls())
+        seen.emplace_back(call.kind, call.trackid, call.data);
+    return seen;
 }
 
 /// A subtitle media type as a host would offer it, with a block of its own.
