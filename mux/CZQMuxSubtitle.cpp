@@ -283,6 +283,6 @@ HRESULT CZQMuxSubtitle::PassInternal() noexcept {
     return ZQCallWithBarrier([&] { return tracks->SendNext(callback.Get()); });
 }
 
-HRESULT ZQCreateMuxSubtitle(IUnknown* outer, REFIID iid, void** out) noexcept {
+HRESULT ZQCreateMuxSubtitle(IUnknown* outer, REFIID iid, void** out) {
     return ZQCreateInstance<CZQMuxSubtitle>(outer, iid, out);
 }

@@ -134,5 +134,5 @@ ZQ_END_INTERFACE_CLASS
 /// Makes a multiplexer object for a client, as the class object of
 /// ZQMuxSubtitle does: plain without `outer`, aggregated with it (then `iid`
 /// must be IID_IUnknown). E_POINTER for a null `out`; CLASS_E_NOAGGREGATION;
-/// E_OUTOFMEMORY; E_NOINTERFACE. `*out` is null on failure.
-HRESULT ZQCreateMuxSubtitle(IUnknown* outer, REFIID iid, void** out) noexcept;
+/// E_OUTOFMEMORY; E_NOINTERFACE. `*out` is null on failure. Never throws.
+HRESULT ZQCreateMuxSubtitle(IUnknown* outer, REFIID iid, void** out);

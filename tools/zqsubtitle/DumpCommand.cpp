@@ -1,20 +1,23 @@
 #include "tools/zqsubtitle/DumpCommand.h"
 
 #include <cinttypes>
+#include <condition_variable>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <iterator>
+#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "mux/CZQMuxSubtitle.h"
 #include "subrip/CTextFile.h"
-#include "subtitle/CZQSubtitleTrackList.h"
 #include "subtitle/LanguageTable.h"
 #include "subtitle/SubtitleMediaType.h"
 #include "support/CComPtr.h"
-#include "support/CStatusException.h"
 #include "zqplatform/objbase.h"
+#include "zqplatform/oleauto.h"
 #include "zqplatform/text.h"
 #include "zqsubtitle/ZQSubtitle.h"
 
@@ -26,99 +29,33 @@ constexpr REFERENCE_TIME kUnitsPerSecond = 10000000;
 
 void PrintUsage(FILE* out) {
     std::fprintf(out,
-                 "usage: zqsubtitle dump FILE [--language CODE] [--label TEXT] [--json]\n\n"
-                 "Adds a SubRip file as a multiplexer track and prints the encoding found, the\n"
-                 "media type the host is given (identifiers, IsoLang and TrackName of its\n"
-                 "SUBTITLEINFO block), and every cue as the host receives it: track id, start\n"
-                 "and stop in 100 ns units and as hh:mm:ss.fffffff, and the UTF-8 text with\n"
-                 "its line ends shown as \\n.\n"
-                 "  --language CODE   the track's language (\"ru\", \"ja\", ...); its code page\n"
-                 "                    serves files that are neither 7-bit text nor UTF-8\n"
-                 "  --label TEXT      the track's label; the file's name by default\n"
-                 "  --json            print one JSON document instead of text\n");
+                 "usage: zqsubtitle dump FILE[:LANGUAGE[:LABEL]]... [--json]\n\n"
+                 "Adds each SubRip file as a track of a multiplexer object, acts as its host,\n"
+                 "runs it until every track has ended and stops it. Prints each file's\n"
+                 "encoding, then every call the host receives, in the order they come:\n"
+                 "AddTrack with the media type (identifiers, IsoLang and TrackName of its\n"
+                 "SUBTITLEINFO block), Receive with the track id, start and stop in 100 ns\n"
+                 "units and as hh:mm:ss.fffffff and the UTF-8 text with its line ends shown\n"
+                 "as \\n, and EndOfStream. The pump sends one cue of each track per turn.\n"
+                 "  LANGUAGE   the track's language (\"ru\", \"ja\", ...); its code page serves\n"
+                 "             files that are neither 7-bit text nor UTF-8\n"
+                 "  LABEL      the track's label; the file's name by default\n"
+                 "  --json     print one JSON document instead of text\n"
+                 "A FILE that exists as given, colons and all, is taken whole.\n");
 }
 
+/// One FILE[:LANGUAGE[:LABEL]] argument.
+struct TrackArgument {
+    std::string path;
+    std::string language;
+    bool hasLanguage = false;
+    std::string label;
+};
+
 struct Options {
-    const char* path = nullptr;
-    const char* language = nullptr;
-    const char* label = nullptr;
+    std::vector<TrackArgument> tracks;
     bool json = false;
 };
-
-/// What the host learns of the track when it is added.
-struct AnnouncedTrack {
-    LONG trackid = 0;
-    GUID majortype = GUID_NULL;
-    GUID subtype = GUID_NULL;
-    GUID formattype = GUID_NULL;
-    ULONG cbFormat = 0;
-    /// IsoLang up to its NUL, within its four bytes.
-    std::string isoLang;
-    /// TrackName up to its NUL, within its 256 units.
-    std::u16string trackName;
-};
-
-struct SentCue {
-    LONG trackid;
-    REFERENCE_TIME start;
-    REFERENCE_TIME stop;
-    std::string text;
-};
-
-// Interfaces have no virtual destructor by contract; the collector lives on
-// the stack and is never deleted through one.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-
-/// The host's side of a multiplexer, reduced to keeping what AddTrack and
-/// Receive hand over. Not counted: it lives on the command's stack.
-class CCueCollector final : public IZQMuxSubtitleControlCallback {
-public:
-    HRESULT QueryInterface(REFIID, void** out) override {
-        if (out != nullptr)
-            *out = nullptr;
-        return E_NOINTERFACE;
-    }
-    ULONG AddRef() override { return 2; }
-    ULONG Release() override { return 1; }
-    HRESULT Receive(LONG trackid, REFERENCE_TIME start, REFERENCE_TIME stop, BYTE* data, LONG length) override {
-        m_cues.push_back({trackid, start, stop, std::string(reinterpret_cast<const char*>(data), length)});
-        return S_OK;
-    }
-    HRESULT EndOfStream(LONG) override { return S_OK; }
-    HRESULT AddTrack(const AM_MEDIA_TYPE* mediatype, LONG trackid) override {
-        AnnouncedTrack track;
-        track.trackid = trackid;
-        track.majortype = mediatype->majortype;
-        track.subtype = mediatype->subtype;
-        track.formattype = mediatype->formattype;
-        track.cbFormat = mediatype->cbFormat;
-        if (mediatype->pbFormat != nullptr && mediatype->cbFormat >= sizeof(SUBTITLEINFO)) {
-            // The block is only lent for the call, and its fields are copied
-            // out byte-wise, as a host would.
-            SUBTITLEINFO info;
-            std::memcpy(&info, mediatype->pbFormat, sizeof(info));
-            track.isoLang.assign(info.IsoLang, ::strnlen(info.IsoLang, sizeof(info.IsoLang)));
-            size_t units = 0;
-            while (units < std::size(info.TrackName) && info.TrackName[units] != 0)
-                ++units;
-            track.trackName.assign(info.TrackName, units);
-        }
-        m_tracks.push_back(std::move(track));
-        return S_OK;
-    }
-    HRESULT RemoveAllTracks() override { return S_OK; }
-    HRESULT RemoveTrack(LONG) override { return S_OK; }
-
-    std::vector<SentCue>& Cues() { return m_cues; }
-    std::vector<AnnouncedTrack>& Tracks() { return m_tracks; }
-
-private:
-    std::vector<SentCue> m_cues;
-    std::vector<AnnouncedTrack> m_tracks;
-};
-
-#pragma GCC diagnostic pop
 
 std::u16string WideFromUtf8(const char* text) {
     INT units = MultiByteToWideChar(CP_UTF8, 0, text, -1, nullptr, 0);
@@ -157,12 +94,6 @@ const char* GuidName(const GUID& guid) {
     if (guid == FORMAT_SubtitleInfo)
         return "FORMAT_SubtitleInfo";
     return "unknown";
-}
-
-// The file's name without its folders: a track's label by default.
-std::string FileName(const char* path) {
-    const char* slash = std::strrchr(path, '/');
-    return slash != nullptr ? slash + 1 : path;
 }
 
 std::string DescribeStatus(HRESULT hr) {
@@ -230,123 +161,253 @@ std::string JsonString(const std::string& text) {
     return out + "\"";
 }
 
+// The file's name without its folders: a track's label by default.
+std::string FileName(const std::string& path) {
+    const size_t slash = path.rfind('/');
+    return slash != std::string::npos ? path.substr(slash + 1) : path;
+}
+
+TrackArgument ParseTrackArgument(const std::string& argument) {
+    TrackArgument track;
+    std::error_code ignored;
+    const size_t colon = argument.find(':');
+    if (colon == std::string::npos || std::filesystem::exists(argument, ignored)) {
+        track.path = argument;
+    } else {
+        track.path = argument.substr(0, colon);
+        const std::string rest = argument.substr(colon + 1);
+        const size_t second = rest.find(':');
+        track.hasLanguage = true;
+        track.language = rest.substr(0, second);
+        if (second != std::string::npos)
+            track.label = rest.substr(second + 1);
+    }
+    if (track.label.empty())
+        track.label = FileName(track.path);
+    return track;
+}
+
 bool ParseOptions(int argc, char** argv, Options& options) {
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--json") == 0) {
             options.json = true;
-        } else if (std::strcmp(argv[i], "--language") == 0 && i + 1 < argc) {
-            options.language = argv[++i];
-        } else if (std::strcmp(argv[i], "--label") == 0 && i + 1 < argc) {
-            options.label = argv[++i];
-        } else if (argv[i][0] == '-' || options.path != nullptr) {
+        } else if (argv[i][0] == '-') {
             return false;
         } else {
-            options.path = argv[i];
+            options.tracks.push_back(ParseTrackArgument(argv[i]));
         }
     }
-    return options.path != nullptr;
+    return !options.tracks.empty();
 }
 
-struct DumpResult {
+// Interfaces have no virtual destructor by contract; the host lives on the
+// command's stack and is never deleted through one.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+
+/// The host multiplexer of the command: prints every call as it comes (text)
+/// or keeps it for the document (JSON), and counts the tracks that ended. Not
+/// counted: it lives on the command's stack, longer than the object. AddTrack
+/// comes on the command's thread, Receive and EndOfStream on the pump's.
+class CDumpHost final : public IZQMuxSubtitleControlCallback {
+public:
+    explicit CDumpHost(bool json) : m_json(json) {}
+
+    HRESULT QueryInterface(REFIID, void** out) override {
+        if (out != nullptr)
+            *out = nullptr;
+        return E_NOINTERFACE;
+    }
+    ULONG AddRef() override { return 2; }
+    ULONG Release() override { return 1; }
+
+    HRESULT Receive(LONG trackid, REFERENCE_TIME start, REFERENCE_TIME stop, BYTE* data, LONG length) override {
+        const std::string text(reinterpret_cast<const char*>(data), static_cast<size_t>(length));
+        char head[64];
+        std::snprintf(head, sizeof head, "Receive track %d\n", trackid);
+        char json[160];
+        std::snprintf(json, sizeof json,
+                      "{\"call\": \"Receive\", \"track\": %d, \"start\": %" PRId64 ", \"startTime\": \"%s\", "
+                      "\"stop\": %" PRId64 ", \"stopTime\": \"%s\", \"text\": ",
+                      trackid, start, FormatTime(start).c_str(), stop, FormatTime(stop).c_str());
+        Emit(std::string(head) + "  start " + std::to_string(start) + " (" + FormatTime(start) + ")\n  stop  " +
+                 std::to_string(stop) + " (" + FormatTime(stop) + ")\n  text  " + ShowLineEnds(text) + "\n",
+             std::string(json) + JsonString(text) + "}");
+        return S_OK;
+    }
+
+    HRESULT EndOfStream(LONG trackid) override {
+        Emit("EndOfStream track " + std::to_string(trackid) + "\n",
+             "{\"call\": \"EndOfStream\", \"track\": " + std::to_string(trackid) + "}");
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            ++m_ends;
+        }
+        m_ended.notify_all();
+        return S_OK;
+    }
+
+    HRESULT AddTrack(const AM_MEDIA_TYPE* mediatype, LONG trackid) override {
+        // The block is only lent for the call; its fields are read byte-wise,
+        // as a host would.
+        std::string isoLang;
+        std::u16string trackName;
+        if (mediatype->pbFormat != nullptr && mediatype->cbFormat >= sizeof(SUBTITLEINFO)) {
+            SUBTITLEINFO info;
+            std::memcpy(&info, mediatype->pbFormat, sizeof(info));
+            isoLang.assign(info.IsoLang, ::strnlen(info.IsoLang, sizeof(info.IsoLang)));
+            size_t units = 0;
+            while (units < std::size(info.TrackName) && info.TrackName[units] != 0)
+                ++units;
+            trackName.assign(info.TrackName, units);
+        }
+        const std::string name = Utf8FromWide(trackName.c_str());
+        char text[512];
+        std::snprintf(text, sizeof text,
+                      "AddTrack track %d\n  major type   %s %s\n  subtype      %s %s\n  format type  %s %s\n"
+                      "  format size  %u\n  IsoLang      \"%s\"\n",
+                      trackid, FormatGuid(mediatype->majortype).c_str(), GuidName(mediatype->majortype),
+                      FormatGuid(mediatype->subtype).c_str(), GuidName(mediatype->subtype),
+                      FormatGuid(mediatype->formattype).c_str(), GuidName(mediatype->formattype), mediatype->cbFormat,
+                      isoLang.c_str());
+        char json[512];
+        std::snprintf(json, sizeof json,
+                      "{\"call\": \"AddTrack\", \"track\": %d, \"majortype\": \"%s\", \"subtype\": \"%s\", "
+                      "\"formattype\": \"%s\", \"cbFormat\": %u, \"isoLang\": ",
+                      trackid, FormatGuid(mediatype->majortype).c_str(), FormatGuid(mediatype->subtype).c_str(),
+                      FormatGuid(mediatype->formattype).c_str(), mediatype->cbFormat);
+        Emit(std::string(text) + "  TrackName    \"" + name + "\"\n",
+             std::string(json) + JsonString(isoLang) + ", \"trackName\": " + JsonString(name) + "}");
+        return S_OK;
+    }
+
+    HRESULT RemoveAllTracks() override {
+        Emit("RemoveAllTracks\n", "{\"call\": \"RemoveAllTracks\"}");
+        return S_OK;
+    }
+
+    HRESULT RemoveTrack(LONG trackid) override {
+        Emit("RemoveTrack track " + std::to_string(trackid) + "\n",
+             "{\"call\": \"RemoveTrack\", \"track\": " + std::to_string(trackid) + "}");
+        return S_OK;
+    }
+
+    /// Waits until `count` tracks have ended.
+    void WaitForEnds(size_t count) {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_ended.wait(lock, [&] { return m_ends >= count; });
+    }
+
+    /// The calls kept for the JSON document, in the order they came.
+    std::vector<std::string> TakeJsonCalls() {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return std::move(m_jsonCalls);
+    }
+
+private:
+    void Emit(const std::string& text, std::string json) {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_json)
+            m_jsonCalls.push_back(std::move(json));
+        else
+            std::fputs(text.c_str(), stdout);
+    }
+
+    const bool m_json;
+    // Guards the calls kept, the count of ended tracks and stdout's order.
+    std::mutex m_mutex;
+    std::condition_variable m_ended;
+    size_t m_ends = 0;
+    std::vector<std::string> m_jsonCalls;
+};
+
+#pragma GCC diagnostic pop
+
+/// A file as the command loaded it.
+struct LoadedFile {
+    const TrackArgument* argument = nullptr;
     HRESULT status = S_OK;
     CTextFile::Encoding encoding = CTextFile::Encoding_Auto;
     UINT codePage = 0;
-    std::vector<AnnouncedTrack> tracks;
-    std::vector<SentCue> cues;
+    LONG trackid = 0;
 };
 
-// Tells the encoding as the track's own reader will decide it.
-HRESULT DetectEncoding(const std::u16string& path, DumpResult& result) {
-    CTextFile file(CTextFile::Encoding_Auto, result.codePage);
-    const HRESULT hr = file.Open(path.c_str());
-    if (SUCCEEDED(hr))
-        result.encoding = file.GetEncoding();
-    return hr;
+// Tells the encoding as the track's own reader will decide it, then adds the
+// file as a track, which the host hears of at once.
+LoadedFile LoadFile(IZQMuxSubtitle* mux, const TrackArgument& argument, bool json) {
+    LoadedFile loaded;
+    loaded.argument = &argument;
+    const std::u16string path = WideFromUtf8(argument.path.c_str());
+    const std::u16string language = WideFromUtf8(argument.language.c_str());
+    const std::u16string label = WideFromUtf8(argument.label.c_str());
+    loaded.codePage = GetLanguageCodePage(argument.hasLanguage ? language.c_str() : nullptr);
+    {
+        CTextFile file(CTextFile::Encoding_Auto, loaded.codePage);
+        loaded.status = file.Open(path.c_str());
+        if (FAILED(loaded.status))
+            return loaded;
+        loaded.encoding = file.GetEncoding();
+    }
+    if (!json) {
+        std::printf("file: %s\n  encoding: %s", argument.path.c_str(), EncodingName(loaded.encoding));
+        if (loaded.encoding == CTextFile::Encoding_CodePage)
+            std::printf(" %u", loaded.codePage == 0 ? GetACP() : loaded.codePage);
+        std::printf("\n  language: %s\n  label: %s\n", argument.hasLanguage ? argument.language.c_str() : "(none)",
+                    argument.label.c_str());
+    }
+    BSTR bpath = SysAllocString(path.c_str());
+    BSTR blabel = SysAllocString(label.c_str());
+    BSTR blanguage = argument.hasLanguage ? SysAllocString(language.c_str()) : nullptr;
+    loaded.status = mux->AddTextTrackFromFile(bpath, blabel, blanguage, &loaded.trackid);
+    SysFreeString(blanguage);
+    SysFreeString(blabel);
+    SysFreeString(bpath);
+    return loaded;
 }
 
-// Adds the file to a live track list as the multiplexer does, with a host
-// that keeps the announcement, then runs the pump's passes to the end, so the
-// media type and the cues come out exactly as a host receives them.
-DumpResult LoadAndSend(const Options& options) {
-    DumpResult result;
-    const std::u16string path = WideFromUtf8(options.path);
-    const std::string labelText = options.label != nullptr ? options.label : FileName(options.path);
-    const std::u16string label = WideFromUtf8(labelText.c_str());
-    const std::u16string language = options.language != nullptr ? WideFromUtf8(options.language) : std::u16string();
-    const WCHAR* languageText = options.language != nullptr ? language.c_str() : nullptr;
-    result.codePage = GetLanguageCodePage(languageText);
-    result.status = DetectEncoding(path, result);
-    if (FAILED(result.status))
-        return result;
-
-    CComPtr<CZQSubtitleTrackList> tracks;
-    result.status = CZQSubtitleTrackList::Create(&tracks);
-    if (FAILED(result.status))
-        return result;
-    CCueCollector host;
-    result.status = ZQCallWithBarrier([&] {
-        LONG trackid = 0;
-        HRESULT hr = tracks->AddTextTrackFromFile(&host, path.c_str(), label.c_str(), languageText, &trackid);
-        if (FAILED(hr))
-            return hr;
-        tracks->Rewind();
-        while ((hr = tracks->SendNext(&host)) == S_OK) {
-        }
-        return FAILED(hr) ? hr : S_OK;
-    });
-    result.tracks = std::move(host.Tracks());
-    result.cues = std::move(host.Cues());
-    return result;
-}
-
-void PrintText(const Options& options, const DumpResult& result) {
-    std::printf("file: %s\n", options.path);
-    std::printf("encoding: %s", EncodingName(result.encoding));
-    if (result.encoding == CTextFile::Encoding_CodePage)
-        std::printf(" %u", result.codePage == 0 ? GetACP() : result.codePage);
-    std::printf("\n");
-    for (const AnnouncedTrack& track : result.tracks) {
-        std::printf("track %d media type:\n  major type   %s %s\n  subtype      %s %s\n  format type  %s %s\n"
-                    "  format size  %u\n  IsoLang      \"%s\"\n  TrackName    \"%s\"\n",
-                    track.trackid, FormatGuid(track.majortype).c_str(), GuidName(track.majortype),
-                    FormatGuid(track.subtype).c_str(), GuidName(track.subtype), FormatGuid(track.formattype).c_str(),
-                    GuidName(track.formattype), track.cbFormat, track.isoLang.c_str(),
-                    Utf8FromWide(track.trackName.c_str()).c_str());
-    }
-    std::printf("cues: %zu\n", result.cues.size());
-    size_t index = 0;
-    for (const SentCue& cue : result.cues) {
-        std::printf("\n#%zu track %d\n  start %" PRId64 " (%s)\n  stop  %" PRId64 " (%s)\n  text  %s\n", ++index,
-                    cue.trackid, cue.start, FormatTime(cue.start).c_str(), cue.stop, FormatTime(cue.stop).c_str(),
-                    ShowLineEnds(cue.text).c_str());
-    }
-}
-
-void PrintJson(const Options& options, const DumpResult& result) {
-    std::printf("{\n  \"file\": %s,\n  \"status\": %s,\n", JsonString(options.path).c_str(),
-                JsonString(DescribeStatus(result.status)).c_str());
-    std::printf("  \"encoding\": %s,\n  \"codePage\": %u,\n  \"tracks\": [",
-                JsonString(EncodingName(result.encoding)).c_str(), result.codePage == 0 ? GetACP() : result.codePage);
-    const char* trackSeparator = "\n";
-    for (const AnnouncedTrack& track : result.tracks) {
-        std::printf("%s    {\"track\": %d, \"majortype\": %s, \"subtype\": %s, \"formattype\": %s, \"cbFormat\": %u, "
-                    "\"isoLang\": %s, \"trackName\": %s}",
-                    trackSeparator, track.trackid, JsonString(FormatGuid(track.majortype)).c_str(),
-                    JsonString(FormatGuid(track.subtype)).c_str(), JsonString(FormatGuid(track.formattype)).c_str(),
-                    track.cbFormat, JsonString(track.isoLang).c_str(),
-                    JsonString(Utf8FromWide(track.trackName.c_str())).c_str());
-        trackSeparator = ",\n";
-    }
-    std::printf("%s],\n  \"cues\": [", result.tracks.empty() ? "" : "\n  ");
+void PrintJson(const std::vector<LoadedFile>& files, const std::vector<std::string>& calls, HRESULT status) {
+    std::printf("{\n  \"status\": %s,\n  \"files\": [", JsonString(DescribeStatus(status)).c_str());
     const char* separator = "\n";
-    for (const SentCue& cue : result.cues) {
-        std::printf("%s    {\"track\": %d, \"start\": %" PRId64 ", \"startTime\": \"%s\", \"stop\": %" PRId64
-                    ", \"stopTime\": \"%s\", \"text\": %s}",
-                    separator, cue.trackid, cue.start, FormatTime(cue.start).c_str(), cue.stop,
-                    FormatTime(cue.stop).c_str(), JsonString(cue.text).c_str());
+    for (const LoadedFile& file : files) {
+        std::printf("%s    {\"file\": %s, \"language\": %s, \"label\": %s, \"encoding\": %s, \"codePage\": %u, "
+                    "\"status\": %s, \"track\": %d}",
+                    separator, JsonString(file.argument->path).c_str(), JsonString(file.argument->language).c_str(),
+                    JsonString(file.argument->label).c_str(), JsonString(EncodingName(file.encoding)).c_str(),
+                    file.codePage == 0 ? GetACP() : file.codePage, JsonString(DescribeStatus(file.status)).c_str(),
+                    file.trackid);
         separator = ",\n";
     }
-    std::printf("%s]\n}\n", result.cues.empty() ? "" : "\n  ");
+    std::printf("%s],\n  \"calls\": [", files.empty() ? "" : "\n  ");
+    separator = "\n";
+    for (const std::string& call : calls) {
+        std::printf("%s    %s", separator, call.c_str());
+        separator = ",\n";
+    }
+    std::printf("%s]\n}\n", calls.empty() ? "" : "\n  ");
+}
+
+/// Loads every file into `mux`, then runs the pump to the end of every track
+/// and stops it. The first failure is the answer; nothing runs after it.
+HRESULT LoadAndRun(IZQMuxSubtitle* mux, IZQMuxSubtitleControl* control, CDumpHost& host, const Options& options,
+                   std::vector<LoadedFile>& files) {
+    HRESULT hr = control->SetCallback(&host);
+    if (FAILED(hr))
+        return hr;
+    for (const TrackArgument& argument : options.tracks) {
+        files.push_back(LoadFile(mux, argument, options.json));
+        if (FAILED(files.back().status)) {
+            if (!options.json) {
+                std::fprintf(stderr, "zqsubtitle dump: %s: %s\n", argument.path.c_str(),
+                             DescribeStatus(files.back().status).c_str());
+            }
+            return files.back().status;
+        }
+    }
+    hr = control->Run();
+    if (FAILED(hr))
+        return hr;
+    host.WaitForEnds(files.size());
+    return control->Stop();
 }
 
 }  // namespace
@@ -363,15 +424,25 @@ int RunDumpCommand(int argc, char** argv) {
         PrintUsage(stderr);
         return kUsageExit;
     }
-    DumpResult result = LoadAndSend(options);
+    // The host outlives the object, which holds it until it goes.
+    CDumpHost host(options.json);
+    std::vector<LoadedFile> files;
+    HRESULT status = S_OK;
+    {
+        CComPtr<IZQMuxSubtitle> mux;
+        status = ZQCreateMuxSubtitle(nullptr, IID_IZQMuxSubtitle, reinterpret_cast<void**>(&mux));
+        CComPtr<IZQMuxSubtitleControl> control;
+        if (SUCCEEDED(status))
+            status = mux.QueryInterface(&control);
+        if (SUCCEEDED(status))
+            status = LoadAndRun(mux.Get(), control.Get(), host, options, files);
+        if (control)
+            control->Stop();
+    }
     if (options.json) {
-        PrintJson(options, result);
-        return FAILED(result.status) ? kFailureExit : 0;
+        PrintJson(files, host.TakeJsonCalls(), status);
+    } else if (FAILED(status) && (files.empty() || SUCCEEDED(files.back().status))) {
+        std::fprintf(stderr, "zqsubtitle dump: %s\n", DescribeStatus(status).c_str());
     }
-    if (FAILED(result.status)) {
-        std::fprintf(stderr, "zqsubtitle dump: %s: %s\n", options.path, DescribeStatus(result.status).c_str());
-        return kFailureExit;
-    }
-    PrintText(options, result);
-    return 0;
+    return FAILED(status) ? kFailureExit : 0;
 }

@@ -25,7 +25,7 @@ struct Command {
 
 constexpr Command kCommands[] = {
     {"interfaces", "list the automation interfaces, their ids and members", RunInterfacesCommand},
-    {"dump", "read a SubRip file as a track and print its encoding and cues", RunDumpCommand},
+    {"dump", "run SubRip files as multiplexer tracks and print what the host receives", RunDumpCommand},
 };
 
 void PrintUsage(FILE* out) {
