@@ -5,4 +5,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh
 scripts/build.sh release
-exec build/release/bin/zqsubtitle interfaces
+# Four tracks in four encodings, played ten times as fast as real time: about
+# a second of cue events.
+exec build/release/bin/zqsubtitle play samples/english-utf8.srt:en samples/german-cp1252.srt:de \
+    samples/russian-cp1251.srt:ru samples/japanese-utf16le-bom.srt:ja --speed 10

@@ -8,6 +8,7 @@
 
 #include "tools/zqsubtitle/DumpCommand.h"
 #include "tools/zqsubtitle/InterfacesCommand.h"
+#include "tools/zqsubtitle/PlayCommand.h"
 
 namespace {
 
@@ -26,6 +27,7 @@ struct Command {
 constexpr Command kCommands[] = {
     {"interfaces", "list the automation interfaces, their ids and members", RunInterfacesCommand},
     {"dump", "run SubRip files as multiplexer tracks and print what the host receives", RunDumpCommand},
+    {"play", "play SubRip files through the two objects, printing cue events as they happen", RunPlayCommand},
 };
 
 void PrintUsage(FILE* out) {

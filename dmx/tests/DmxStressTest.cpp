@@ -1,0 +1,189 @@
+// Races of the demultiplexer object, meant to run under ThreadSanitizer: the
+// timing worker against the host's streaming and control threads and the
+// application's thread, callbacks that call back into the object, and
+// dispatchers replaced while events wait for them.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <map>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "dmx/tests/DmxTestSupport.h"
+
+namespace zqtest {
+namespace {
+
+/// Checks what one callback hears against the rules of cue events: for each
+/// cue, Active and Inactive alternate and Active comes first; a Clear names
+/// no track, so after it any cue may go either way once.
+class EventOrderChecker {
+public:
+    void Record(const CueEventRecord& record) {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (record.thread != m_thread)
+            ++m_wrongThread;
+        if (record.event == ZQSubtitle_Cue_Event_Clear) {
+            for (auto& [text, state] : m_states)
+                state = State::Unknown;
+            return;
+        }
+        State& state = m_states.try_emplace(record.text, State::Inactive).first->second;
+        const State next = record.event == ZQSubtitle_Cue_Event_Active ? State::Active : State::Inactive;
+        if (state == next)
+            ++m_violations;
+        state = next;
+    }
+
+    void SetThread(std::thread::id thread) { m_thread = thread; }
+    int Violations() const {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return m_violations;
+    }
+    int WrongThread() const {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return m_wrongThread;
+    }
+
+private:
+    enum class State { Inactive, Active, Unknown };
+    mutable std::mutex m_mutex;
+    std::map<std::u16string, State> m_states;
+    std::thread::id m_thread;
+    int m_violations = 0;
+    int m_wrongThread = 0;
+};
+
+class DmxStressTest : public DmxObjectTest {};
+
+TEST_F(DmxStressTest, TicksRaceHostStreamingControlAndApplicationCallsWithoutBreakingTheEventOrder) {
+    constexpr int kSamples = 300;
+    ASSERT_OK(m_app->putref_Callback(&m_callback));
+    const LONG tracks[] = {AddSelectedTrack("eng"), AddSelectedTrack("ger")};
+
+    EventOrderChecker checker;
+    checker.SetThread(std::this_thread::get_id());
+    std::atomic<int> nestedCalls{0};
+    m_callback.SetResponder([&](const CueEventRecord& record) {
+        checker.Record(record);
+        // Calls back into the object, with or without its lock held here.
+        CComPtr<IZQSubtitleTrackList> list;
+        EXPECT_OK(m_app->get_SelectedTracks(&list));
+        if (record.event == ZQSubtitle_Cue_Event_Active && nestedCalls.fetch_add(1) % 4 == 0) {
+            EXPECT_OK(m_app->SelectTrack(tracks[1], VARIANT_TRUE));
+        }
+        return S_OK;
+    });
+
+    // Paces a thread so that ticks come between its calls: it goes on after
+    // the next tick has begun, or after a while if the object is stopped.
+    auto awaitTick = [&] {
+        const uint64_t seen = m_object->GetTicksBegun();
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(40);
+        while (m_object->GetTicksBegun() == seen && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::yield();
+    };
+    std::atomic<bool> hostDone{false};
+    std::thread host([&] {
+        for (int i = 0; i < kSamples; ++i) {
+            const LONG id = tracks[i % 2];
+            // The clock moves on in 10 ms steps over a 3 s loop of cues.
+            m_clock.SetTime(Seconds(0.01 * (i % 300)));
+            const double start = 0.01 * ((i * 7) % 300);
+            const HRESULT hr = Receive(id, start, start + 0.05 * (1 + i % 5), "c" + std::to_string(i));
+            EXPECT_TRUE(hr == S_OK || hr == E_INVALIDARG);
+            if (i % 50 == 49)
+                m_control->NewSegment(id, Seconds(0.001 * (i % 7)), 0, 1.0);
+            if (i % 37 == 36) {
+                m_control->BeginFlush(id);
+                m_control->EndFlush(id);
+            }
+            if (i % 91 == 90)
+                m_control->EndOfStream(id);
+            if (i % 15 == 0)
+                awaitTick();
+        }
+        hostDone = true;
+    });
+    std::thread control([&] {
+        for (int i = 0; !hostDone; ++i) {
+            switch (i % 4) {
+            case 0:
+                EXPECT_OK(m_control->Pause());
+                break;
+            case 1:
+                EXPECT_OK(m_control->Run(Seconds(-0.1 * (i % 4))));
+                break;
+            case 2:
+                EXPECT_OK(m_control->Pause());
+                break;
+            default:
+                EXPECT_OK(m_control->Stop());
+                break;
+            }
+            awaitTick();
+        }
+        EXPECT_OK(m_control->Pause());
+    });
+    // The application's thread toggles the second track and pumps.
+    for (int i = 0; !hostDone; ++i) {
+        m_app->SelectTrack(tracks[1], (i % 2) != 0 ? VARIANT_TRUE : VARIANT_FALSE);
+        PumpMessages();
+        std::this_thread::yield();
+    }
+    host.join();
+    control.join();
+
+    ASSERT_OK(m_control->Stop());
+    EXPECT_FALSE(m_object->ThreadExists());
+    const uint64_t ticks = m_object->GetTicksBegun();
+    PumpMessages();
+    EXPECT_EQ(m_object->GetTicksBegun(), ticks);
+    EXPECT_GT(m_callback.EventCount(), 0u);
+    EXPECT_EQ(checker.Violations(), 0);
+    EXPECT_EQ(checker.WrongThread(), 0);
+    m_callback.SetResponder(nullptr);
+}
+
+// An application thread sets the callback and doesn't pump while the worker
+// queues events for it; then the callback is replaced from another thread.
+// The old dispatcher delivers nothing of what it held, lets the callback go at
+// once, and its window ends on its own thread when that thread next pumps.
+TEST_F(DmxStressTest, DispatchersReplacedFromAnotherThreadDropTheirPendingEvents) {
+    constexpr int kRounds = 12;
+    const LONG id = AddSelectedTrack();
+    for (int round = 0; round < kRounds; ++round) {
+        SCOPED_TRACE(round);
+        RecordingCueCallback silent;
+        std::atomic<bool> eventsQueued{false};
+        std::atomic<bool> replaced{false};
+        std::thread app([&] {
+            ASSERT_OK(m_app->putref_Callback(&silent));
+            ASSERT_OK(m_control->Pause());
+            ASSERT_OK(Receive(id, 0, 10, "queued " + std::to_string(round)));
+            MSG message;
+            const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+            while (!PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE) && std::chrono::steady_clock::now() < deadline)
+                std::this_thread::yield();
+            eventsQueued = true;
+            while (!replaced)
+                std::this_thread::yield();
+            PumpMessages();
+        });
+        while (!eventsQueued)
+            std::this_thread::yield();
+        ASSERT_OK(m_control->Stop());
+        // Every other round the callback is set on this thread, else removed.
+        ASSERT_OK(m_app->putref_Callback(round % 2 == 0 ? &m_callback : nullptr));
+        EXPECT_EQ(silent.References(), 0);
+        replaced = true;
+        app.join();
+        EXPECT_EQ(silent.EventCount(), 0u);
+    }
+    EXPECT_EQ(m_callback.EventCount(), 0u);
+}
+
+}  // namespace
+}  // namespace zqtest
