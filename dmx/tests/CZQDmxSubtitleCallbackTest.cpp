@@ -254,36 +254,37 @@ TEST_F(DispatcherTest, CallbackSetOnASecondThreadIsCalledThereAndEndsWithIt) {
 // Several threads cue while the owner pumps and, now and then, resets the
 // dispatcher, replaces it, or lets a worker drop the old one. Every event that
 // arrives does so on the owner's thread, and at the end nothing holds the
-// module. Run under the thread sanitizer.
+// module. Each worker cues a fixed number of events: a drain goes on while
+// events keep coming, so free-running workers would keep the owner in one
+// drain for good. Run under the thread sanitizer.
 TEST_F(DispatcherTest, StressCueFromManyThreadsWhileTheOwnerPumpsAndResets) {
     constexpr int kWorkers = 4;
-    constexpr int kRounds = 40;
+    constexpr long kPerWorker = 2500;
+    constexpr long kStep = 250;
     std::mutex currentLock;  // guards current
     CComPtr<CZQDmxSubtitleCallback> current = m_dispatcher;
     ASSERT_OK(current->SetCallback(&m_app));
-    std::atomic<bool> stop{false};
     std::atomic<long> cued{0};
     std::vector<std::thread> workers;
     for (int w = 0; w < kWorkers; ++w) {
         workers.emplace_back([&] {
             CComPtr<IZQSubtitleCue> cue = MakeCue(u"stress");
-            while (!stop) {
+            for (long i = 0; i < kPerWorker; ++i) {
                 CComPtr<CZQDmxSubtitleCallback> target;
                 {
                     std::lock_guard<std::mutex> lock(currentLock);
                     target = current;
                 }
-                EXPECT_OK(target->Cue(ZQSubtitle_Cue_Event_Active, 1.0, cue.Get()));
                 // Sometimes this worker holds the last reference of a
                 // replaced dispatcher, and so resets it from a foreign thread.
+                EXPECT_OK(target->Cue(ZQSubtitle_Cue_Event_Active, 1.0, cue.Get()));
                 ++cued;
             }
         });
     }
-    for (int round = 0; round < kRounds; ++round) {
-        const long target = cued + 200;
+    for (long target = kStep; target < kWorkers * kPerWorker; target += kStep) {
         ASSERT_TRUE(PumpUntil([&] { return cued >= target; }));
-        if (round % 3 == 0) {
+        if (target % (3 * kStep) == 0) {
             ASSERT_OK(current->SetCallback(&m_app));  // a reset on the owner thread
             continue;
         }
@@ -292,9 +293,14 @@ TEST_F(DispatcherTest, StressCueFromManyThreadsWhileTheOwnerPumpsAndResets) {
         std::lock_guard<std::mutex> lock(currentLock);
         current = replacement;
     }
-    stop = true;
     for (auto& worker : workers)
         worker.join();
+    const size_t delivered = m_app.EventCount();
+    ASSERT_TRUE(PumpUntil([&] {
+        MSG message;
+        return !PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE);
+    }));
+    EXPECT_GE(m_app.EventCount(), delivered);
     m_dispatcher.Release();
     current.Release();
     PumpPending();
