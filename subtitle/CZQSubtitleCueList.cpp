@@ -74,12 +74,16 @@ void CZQSubtitleCueList::GrowPool() {
 }
 
 HRESULT CZQSubtitleCueList::UpdateActive(bool selected, IZQDmxSubtitleCallback* callback, REFERENCE_TIME time) {
+    const uint32_t clears = m_clears;
     for (CueNode* node = m_head; node != nullptr;) {
         CueNode* next = node->next;
         const CComPtr<CZQSubtitleCue> cue(node->cue);
         const HRESULT hr = cue->UpdateActive(selected, callback, time);
         if (FAILED(hr))
             return hr;
+        // The callback cleared the list: `next` went back to the pool.
+        if (m_clears != clears)
+            return S_OK;
         node = next;
     }
     return S_OK;
@@ -116,6 +120,7 @@ HRESULT CZQSubtitleCueList::SetTrackID(LONG trackid) noexcept {
 }
 
 void CZQSubtitleCueList::Clear() noexcept {
+    ++m_clears;
     // Unlinked one at a time, so that the list is whole at every release.
     while (m_count > 0) {
         CueNode* node = m_head;

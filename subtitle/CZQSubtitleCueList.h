@@ -35,7 +35,9 @@ public:
     /// Tests every cue in list order (CZQSubtitleCue::UpdateActive), so one
     /// pass fires the Inactive of a cue before the Active of a later one.
     /// The first negative status ends the pass and is returned; the cues
-    /// tested so far keep their new state. Else S_OK.
+    /// tested so far keep their new state. Else S_OK. A callback that clears
+    /// the list (the application's own thread may flush from inside an event)
+    /// ends the pass too, with S_OK: the cues that were still to come are gone.
     HRESULT UpdateActive(bool selected, IZQDmxSubtitleCallback* callback, REFERENCE_TIME time);
 
     /// Makes every cue inactive without events; `*wasActive` becomes true if
@@ -102,4 +104,7 @@ private:
     const uint32_t m_blockSize = kBlockSize;
     /// The node SendNext sends next; null before Rewind and at the end.
     CueNode* m_cursor = nullptr;
+    /// Counts the Clears, so that a walk whose callback cleared the list
+    /// doesn't step into nodes that went with it.
+    uint32_t m_clears = 0;
 };
