@@ -76,8 +76,10 @@ protected:
             object = new (std::nothrow) Shell(std::forward<Args>(args)...);
             return object ? S_OK : E_OUTOFMEMORY;
         });
-        if (FAILED(hr))
-            return hr;
+        // Tested on the pointer rather than the status so that the optimiser
+        // can see it is never null below.
+        if (!object)
+            return FAILED(hr) ? hr : E_OUTOFMEMORY;
         object->m_dwRef.fetch_add(1, std::memory_order_relaxed);
         hr = ZQCallWithBarrier([&] { return object->FinalConstruct(); });
         object->m_dwRef.fetch_sub(1, std::memory_order_relaxed);

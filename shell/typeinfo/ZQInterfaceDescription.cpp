@@ -186,7 +186,7 @@ constexpr ZQTypeLibraryEntry Enumeration(const char* name, const ZQEnumValueDesc
     return {ZQTypeLibraryEntryKind::Enumeration, name, nullptr, nullptr, nullptr, values, static_cast<UINT>(N)};
 }
 
-constinit const ZQTypeLibraryEntry kEntries[] = {
+const ZQTypeLibraryEntry kEntries[] = {
     Class("ZQMuxSubtitle", &CLSID_ZQMuxSubtitle, "ZQMuxSubtitle Class", &kMuxSubtitle),
     Interface(kMuxSubtitle),
     Interface(kTrackList),
