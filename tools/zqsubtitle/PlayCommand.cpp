@@ -527,25 +527,30 @@ HRESULT FeedSamples(const Options& options, PlayObjects& objects, CPlayHost& hos
     return hr;
 }
 
+enum class PlayEnd { Ended, Interrupted, Failed };
+
 /// Runs the demultiplexer from now and pumps this thread's messages until the
 /// media time has passed `end` with no cue left active, or Ctrl-C.
-bool PlayToEnd(PlayObjects& objects, const CEventPrinter& printer, REFERENCE_TIME end) {
+PlayEnd PlayToEnd(PlayObjects& objects, const CEventPrinter& printer, REFERENCE_TIME end) {
     REFERENCE_TIME start = 0;
     objects.clock->GetTime(&start);
     const InterruptScope interrupt;
     const WakeUpTimer wakeUp(GetCurrentThreadId());
-    if (FAILED(objects.dmx->Run(start)))
-        return false;
+    const HRESULT hr = objects.dmx->Run(start);
+    if (FAILED(hr)) {
+        std::fprintf(stderr, "zqsubtitle play: the demultiplexer doesn't run: %s\n", DescribeStatus(hr).c_str());
+        return PlayEnd::Failed;
+    }
     for (;;) {
         if (g_interrupted != 0)
-            return false;
+            return PlayEnd::Interrupted;
         REFERENCE_TIME now = 0;
         objects.clock->GetTime(&now);
         if (now - start >= end && printer.ActiveCues() == 0)
-            return true;
+            return PlayEnd::Ended;
         MSG message;
         if (GetMessageW(&message, nullptr, 0, 0) <= 0)
-            return true;
+            return PlayEnd::Ended;
         DispatchMessageW(&message);
     }
 }
@@ -587,12 +592,14 @@ int RunPlayCommand(int argc, char** argv) {
     if (SUCCEEDED(LoadTracks(options, objects, host)) && SUCCEEDED(FeedSamples(options, objects, host))) {
         for (const auto& [muxId, track] : host.Tracks())
             printer.PrintTrack(track);
-        const bool ended = PlayToEnd(objects, printer, host.LastStop() - ToUnits(options.from));
+        const PlayEnd end = PlayToEnd(objects, printer, host.LastStop() - ToUnits(options.from));
         // Stopping on this thread delivers the Clear, if any cue is active,
         // before Stop returns.
         objects.dmx->Stop();
-        printer.PrintEnd(!ended);
-        exitCode = ended ? 0 : kInterruptedExit;
+        if (end != PlayEnd::Failed) {
+            printer.PrintEnd(end == PlayEnd::Interrupted);
+            exitCode = end == PlayEnd::Ended ? 0 : kInterruptedExit;
+        }
     }
     objects.dmx->Stop();
     objects.muxControl->SetCallback(nullptr);
