@@ -17,12 +17,10 @@ HRESULT ZQCreateNotBuilt(IUnknown* /*outer*/, REFIID /*iid*/, void** out) {
 }
 
 constexpr ZQClassRow kRows[] = {
-    // The creation is ZQCreateDmxSubtitle once dmx/ provides it.
     {&CLSID_ZQDmxSubtitle, u"{7C41A0F0-5D2B-4E6F-9A13-2F6D8B04C7E1}", u"ZQSubtitle.ZQDmxSubtitle.1",
-     u"ZQSubtitle.ZQDmxSubtitle", u"ZQDmxSubtitle Class", &ZQCreateNotBuilt},
-    // The creation is ZQCreateMuxSubtitle once mux/ provides it.
+     u"ZQSubtitle.ZQDmxSubtitle", u"ZQDmxSubtitle Class", &ZQCreateDmxSubtitle},
     {&CLSID_ZQMuxSubtitle, u"{7C41A0EF-5D2B-4E6F-9A13-2F6D8B04C7E1}", u"ZQSubtitle.ZQMuxSubtitle.1",
-     u"ZQSubtitle.ZQMuxSubtitle", u"ZQMuxSubtitle Class", &ZQCreateNotBuilt},
+     u"ZQSubtitle.ZQMuxSubtitle", u"ZQMuxSubtitle Class", &ZQCreateMuxSubtitle},
     // The creation is ZQCreateMuxSubtitlePropPage once ui/ provides it.
     {&CLSID_ZQMuxSubtitlePropPage, u"{7C41A0F1-5D2B-4E6F-9A13-2F6D8B04C7E1}",
      u"ZQSubtitle.ZQMuxSubtitlePropPage.1", u"ZQSubtitle.ZQMuxSubtitlePropPage", u"ZQMuxSubtitlePropPage Class",

@@ -17,6 +17,7 @@
 #include "zqplatform/modulehandle.h"
 #include "zqplatform/module.h"
 #include "zqplatform/objbase.h"
+#include "zqplatform/oleauto.h"
 #include "zqplatform/text.h"
 #include "zqsubtitle/ZQSubtitle.h"
 
@@ -223,6 +224,57 @@ TEST_F(ModuleTest, ClassObjectKeepsTheModuleOnlyWhileHeldOutsideOrLocked) {
     EXPECT_EQ(static_cast<void*>(factory), static_cast<void*>(again));  // one class object per class
     ASSERT_OK(again->LockServer(FALSE));
     again->Release();
+    EXPECT_HR(S_OK, m_module.m_canUnloadNow());
+}
+
+TEST_F(ModuleTest, AggregatedMultiplexerHandsTheOuterItsInnerUnknown) {
+    ASSERT_OK(m_module.m_install(TRUE, u"user"));
+    zqtest::CountingUnknown outer;
+    IUnknown* inner = nullptr;
+    ASSERT_OK(CoCreateInstance(CLSID_ZQMuxSubtitle, &outer, CLSCTX_INPROC_SERVER, IID_IUnknown,
+                               reinterpret_cast<void**>(&inner)));
+    // The inner unknown counts for itself; the interfaces it hands out count
+    // on the outer object.
+    IZQMuxSubtitleControl* control = nullptr;
+    ASSERT_OK(inner->QueryInterface(IID_IZQMuxSubtitleControl, reinterpret_cast<void**>(&control)));
+    EXPECT_EQ(1, outer.References());
+    control->Release();
+    EXPECT_EQ(0, outer.References());
+    EXPECT_HR(S_FALSE, m_module.m_canUnloadNow());
+    EXPECT_EQ(0u, inner->Release());
+    EXPECT_HR(S_OK, m_module.m_canUnloadNow());
+}
+
+TEST_F(ModuleTest, TrackHeldByTheApplicationKeepsTheModuleAfterItsMultiplexerIsGone) {
+    const char* shared = std::getenv("ZQ_SHARED_DIR");
+    if (shared == nullptr)
+        GTEST_SKIP() << "ZQ_SHARED_DIR (set by CTest) names the folder of the sample files";
+    std::filesystem::path file;
+    for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::path(shared) / "corpus" / "srt"))
+        if (entry.path().extension() == ".srt" && (file.empty() || entry.path() < file))
+            file = entry.path();
+    ASSERT_FALSE(file.empty());
+    ASSERT_OK(m_module.m_install(TRUE, u"user"));
+    IZQMuxSubtitle* mux = nullptr;
+    CLSID clsid{};
+    ASSERT_OK(CLSIDFromProgID(u"ZQSubtitle.ZQMuxSubtitle", &clsid));
+    ASSERT_OK(CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IZQMuxSubtitle,
+                               reinterpret_cast<void**>(&mux)));
+    BSTR path = SysAllocString(Widen(file.string()).c_str());
+    BSTR empty = SysAllocString(u"");
+    LONG trackId = 0;
+    HRESULT added = mux->AddTextTrackFromFile(path, empty, empty, &trackId);
+    SysFreeString(path);
+    SysFreeString(empty);
+    ASSERT_OK(added) << file;
+    IZQSubtitleTrackList* tracks = nullptr;
+    ASSERT_OK(mux->get_Tracks(&tracks));
+    IZQSubtitleTrack* track = nullptr;
+    ASSERT_OK(tracks->GetTrack(0, &track));
+    tracks->Release();
+    mux->Release();
+    EXPECT_HR(S_FALSE, m_module.m_canUnloadNow());
+    track->Release();
     EXPECT_HR(S_OK, m_module.m_canUnloadNow());
 }
 
