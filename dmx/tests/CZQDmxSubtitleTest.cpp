@@ -344,8 +344,8 @@ TEST_F(DmxSubtitleTest, EndsTheWorkerWhenReleasedWhileNotStopped) {
         m_app = nullptr;
         IZQDmxSubtitleControl* last = m_control.Detach();
         m_object = nullptr;
+        std::atomic<bool> released{false};
         if (onWorker) {
-            std::atomic<bool> released{false};
             m_clock.SetHook([&] {
                 if (!released.exchange(true))
                     last->Release();
