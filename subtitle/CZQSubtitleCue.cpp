@@ -144,7 +144,7 @@ HRESULT CZQSubtitleCue::UpdateActive(bool selected, IZQDmxSubtitleCallback* call
     const bool wasActive = m_active;
     // Stored before the event, so that a failed callback isn't asked again at
     // the next test.
-    m_active = selected && callback != nullptr && time >= m_start && time < m_stop;
+    m_active = IsActiveAt(selected, callback, time);
     if (m_active && !wasActive)
         return callback->Cue(ZQSubtitle_Cue_Event_Active, ToSeconds(time), this);
     if (!m_active && wasActive && callback != nullptr)

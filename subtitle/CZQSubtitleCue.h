@@ -41,6 +41,13 @@ public:
     /// event is not repeated. Losing the callback deactivates without an event.
     HRESULT UpdateActive(bool selected, IZQDmxSubtitleCallback* callback, REFERENCE_TIME time);
 
+    /// The state UpdateActive would give the cue, without changing anything:
+    /// the rule on its own, so that a walk can skip the cues that stay as
+    /// they are (nearly all of them at every tick) without a call.
+    bool IsActiveAt(bool selected, IZQDmxSubtitleCallback* callback, REFERENCE_TIME time) const noexcept {
+        return selected && callback != nullptr && time >= m_start && time < m_stop;
+    }
+
     /// Makes the cue inactive without an event. Stores true through a non-null
     /// `wasActive` if the cue was active, and never stores false, so one flag
     /// can collect the answer over many cues. Always S_OK.

@@ -77,6 +77,13 @@ HRESULT CZQSubtitleCueList::UpdateActive(bool selected, IZQDmxSubtitleCallback* 
     const uint32_t clears = m_clears;
     for (CueNode* node = m_head; node != nullptr;) {
         CueNode* next = node->next;
+        // A cue that keeps its state needs neither the call nor the
+        // reference that guards it through a callback: this is the cost of
+        // every tick, over every cue of the track.
+        if (node->cue->IsActiveAt(selected, callback, time) == node->cue->IsActive()) {
+            node = next;
+            continue;
+        }
         const CComPtr<CZQSubtitleCue> cue(node->cue);
         const HRESULT hr = cue->UpdateActive(selected, callback, time);
         if (FAILED(hr))
