@@ -51,7 +51,9 @@ endfunction()
 
 # zq_folder_tests(NAME [DEPS ...])
 # Builds every .cpp file in the calling folder's tests/ into the GoogleTest
-# program NAME and registers each test with CTest.
+# program NAME and registers each test with CTest. Tests see the shared
+# corpus and a registry of their own in the build tree, never the user's or
+# the machine's hives.
 function(zq_folder_tests name)
   if(NOT ZQ_BUILD_TESTS)
     return()
@@ -65,6 +67,7 @@ function(zq_folder_tests name)
   target_compile_options(${name} PRIVATE ${ZQ_WARNINGS})
   target_link_libraries(${name} PRIVATE ${ARG_DEPS} zq_testsupport GTest::gtest GTest::gmock GTest::gtest_main)
   gtest_discover_tests(${name}
-    PROPERTIES ENVIRONMENT "ZQ_SHARED_DIR=${PROJECT_SOURCE_DIR}/../shared;ZQ_SOURCE_DIR=${PROJECT_SOURCE_DIR}"
+    PROPERTIES ENVIRONMENT
+      "ZQ_SHARED_DIR=${PROJECT_SOURCE_DIR}/../shared;ZQ_SOURCE_DIR=${PROJECT_SOURCE_DIR};ZQPLATFORM_REGISTRY_ROOT=${CMAKE_BINARY_DIR}/test-registry"
     DISCOVERY_TIMEOUT 60)
 endfunction()
