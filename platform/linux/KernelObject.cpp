@@ -37,6 +37,11 @@ void KernelObject::Release() noexcept {
 DWORD KernelObject::Wait(DWORD milliseconds) {
     std::unique_lock lock(m_mutex);
     auto signalled = [this] { return m_signalled; };
+    // A look without waiting must not go through a timed wait: the condition
+    // variable gives up the processor even for a deadline already past, and
+    // the pump looks for a request on every pass.
+    if (milliseconds == 0 && !m_signalled)
+        return WAIT_TIMEOUT;
     if (milliseconds == INFINITE) {
         m_changed.wait(lock, signalled);
     } else {
