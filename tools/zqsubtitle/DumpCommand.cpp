@@ -11,11 +11,11 @@
 #include <utility>
 #include <vector>
 
-#include "mux/CZQMuxSubtitle.h"
 #include "subrip/CTextFile.h"
 #include "subtitle/LanguageTable.h"
 #include "subtitle/SubtitleMediaType.h"
 #include "support/CComPtr.h"
+#include "tools/zqsubtitle/ModuleObjects.h"
 #include "zqplatform/objbase.h"
 #include "zqplatform/oleauto.h"
 #include "zqplatform/text.h"
@@ -430,7 +430,7 @@ int RunDumpCommand(int argc, char** argv) {
     HRESULT status = S_OK;
     {
         CComPtr<IZQMuxSubtitle> mux;
-        status = ZQCreateMuxSubtitle(nullptr, IID_IZQMuxSubtitle, reinterpret_cast<void**>(&mux));
+        status = CreateModuleObject(CLSID_ZQMuxSubtitle, IID_IZQMuxSubtitle, reinterpret_cast<void**>(&mux));
         CComPtr<IZQMuxSubtitleControl> control;
         if (SUCCEEDED(status))
             status = mux.QueryInterface(&control);

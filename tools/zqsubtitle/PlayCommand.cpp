@@ -16,9 +16,8 @@
 #include <vector>
 
 #include "dmx/CMonotonicReferenceClock.h"
-#include "dmx/CZQDmxSubtitle.h"
-#include "mux/CZQMuxSubtitle.h"
 #include "support/CComPtr.h"
+#include "tools/zqsubtitle/ModuleObjects.h"
 #include "zqplatform/oleauto.h"
 #include "zqplatform/sync.h"
 #include "zqplatform/text.h"
@@ -473,11 +472,11 @@ struct PlayObjects {
 HRESULT CreateObjects(double speed, PlayObjects& objects) {
     HRESULT hr = CMonotonicReferenceClock::Create(speed, &objects.clock);
     if (SUCCEEDED(hr))
-        hr = ZQCreateDmxSubtitle(nullptr, IID_IZQDmxSubtitleControl, reinterpret_cast<void**>(&objects.dmx));
+        hr = CreateModuleObject(CLSID_ZQDmxSubtitle, IID_IZQDmxSubtitleControl, reinterpret_cast<void**>(&objects.dmx));
     if (SUCCEEDED(hr))
         hr = objects.dmx->QueryInterface(IID_IZQDmxSubtitle, reinterpret_cast<void**>(&objects.application));
     if (SUCCEEDED(hr))
-        hr = ZQCreateMuxSubtitle(nullptr, IID_IZQMuxSubtitleControl, reinterpret_cast<void**>(&objects.muxControl));
+        hr = CreateModuleObject(CLSID_ZQMuxSubtitle, IID_IZQMuxSubtitleControl, reinterpret_cast<void**>(&objects.muxControl));
     if (SUCCEEDED(hr))
         hr = objects.muxControl->QueryInterface(IID_IZQMuxSubtitle, reinterpret_cast<void**>(&objects.mux));
     return hr;

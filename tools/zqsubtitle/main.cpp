@@ -8,12 +8,13 @@
 
 #include "tools/zqsubtitle/DumpCommand.h"
 #include "tools/zqsubtitle/InterfacesCommand.h"
+#include "tools/zqsubtitle/ModuleObjects.h"
 #include "tools/zqsubtitle/PlayCommand.h"
+#include "shell/ZQVersionRecord.h"
 
 namespace {
 
 constexpr const char* kProgramName = "zqsubtitle";
-constexpr const char* kProductName = "Kestrix Subtitle Library";
 constexpr int kUsageExit = 2;
 
 /// One subcommand: its word on the command line, a line for the usage text,
@@ -38,6 +39,15 @@ void PrintUsage(FILE* out) {
     std::fprintf(out, "\nRun '%s <command> --help' for the options of a command.\n", kProgramName);
 }
 
+void PrintVersion() {
+    const ZQVersionRecord& record = kZQVersionRecord;
+    std::printf("%s %s\n", kProgramName, ZQ_VERSION_TEXT);
+    std::printf("%s %s (%s, %s)\n", record.m_productName, record.m_productVersion, record.m_internalName,
+                record.m_originalFilename);
+    std::printf("%s\n", record.m_fileDescription);
+    std::printf("module: %s\n", DescribeModuleSource().c_str());
+}
+
 const Command* FindCommand(const char* name) {
     for (const Command& command : kCommands) {
         if (std::strcmp(command.name, name) == 0)
@@ -59,7 +69,7 @@ int main(int argc, char** argv) {
         return 0;
     }
     if (std::strcmp(word, "--version") == 0) {
-        std::printf("%s %s\n%s\n", kProgramName, ZQ_VERSION_TEXT, kProductName);
+        PrintVersion();
         return 0;
     }
     const Command* command = FindCommand(word);
