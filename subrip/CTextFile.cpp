@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "zqplatform/fileapi.h"
+#include "zqplatform/sync.h"
 #include "zqplatform/text.h"
 
 namespace {
@@ -104,14 +106,16 @@ HRESULT CTextFile::Open(const WCHAR* path) {
     if (m_file != nullptr)
         return E_UNEXPECTED;
     // Others may go on reading and writing the file while we read it.
-    ZQHFILE handle = ZQOpenFileForRead(path);
-    if (handle == ZQ_INVALID_FILE) {
+    HANDLE handle = CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                                FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (handle == INVALID_HANDLE_VALUE) {
         HRESULT hr = HRESULT_FROM_WIN32(GetLastError());
         return FAILED(hr) ? hr : E_FAIL;
     }
-    m_file = ZQStreamFromFile(handle, "rb");
+    // The stream takes the handle over; until then it is ours to close.
+    m_file = ZQStreamFromHandle(handle, "rb");
     if (m_file == nullptr) {
-        ZQCloseFile(handle);
+        CloseHandle(handle);
         return E_FAIL;
     }
     HRESULT hr = OpenStream();

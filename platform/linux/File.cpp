@@ -9,7 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "KernelObject.h"
+#include "FileObject.h"
 #include "NativePath.h"
 #include "zqplatform/fileapi.h"
 #include "zqplatform/status.h"
@@ -17,29 +17,6 @@
 namespace zqplatform {
 
 namespace {
-
-// Not one of the waitable kinds; the file record is found by its type.
-constexpr auto kFileKind = static_cast<KernelObject::Kind>(0x100);
-
-/// An open file descriptor owned by its handle. Any thread may use it; the
-/// descriptor's own offset is shared, as a Win32 handle's is.
-class FileObject final : public KernelObject {
-public:
-    explicit FileObject(int fd) noexcept : KernelObject(kFileKind, true, true), m_fd(fd) {}
-    ~FileObject() override { ::close(m_fd); }
-
-    static FileObject* FromHandle(HANDLE handle) noexcept {
-        auto* file = dynamic_cast<FileObject*>(KernelObject::FromHandle(handle));
-        if (file == nullptr)
-            SetLastError(ERROR_INVALID_HANDLE);
-        return file;
-    }
-
-    int Fd() const noexcept { return m_fd; }
-
-private:
-    const int m_fd;  // closed with the record
-};
 
 BOOL FailFromErrno() {
     ZQHResultFromErrno(errno);

@@ -1,18 +1,16 @@
-// Files for reading: open(2) and a stdio stream over the descriptor. Every
+// Read streams: a stdio stream over the descriptor of a file handle. Every
 // failure leaves its errno, mapped, in the calling thread's last error.
 #include "zqplatform/fileio.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <new>
-#include <string>
 
+#include "FileObject.h"
 #include "zqplatform/status.h"
 
 struct ZQStream {
@@ -31,119 +29,32 @@ void SetLastErrorFromErrno(int errnoValue) {
     SetLastError(ZQWin32ErrorFromErrno(errnoValue));
 }
 
-// File names on Linux are bytes; we hand the kernel UTF-8. A lone surrogate
-// can't name an existing file in UTF-8, so it becomes U+FFFD.
-std::string PathToUtf8(const WCHAR* path) {
-    std::string out;
-    for (const WCHAR* p = path; *p != 0; ++p) {
-        uint32_t c = *p;
-        if (c >= 0xD800 && c <= 0xDBFF && p[1] >= 0xDC00 && p[1] <= 0xDFFF) {
-            c = 0x10000 + ((c - 0xD800) << 10) + (p[1] - 0xDC00);
-            ++p;
-        } else if (c >= 0xD800 && c <= 0xDFFF) {
-            c = 0xFFFD;
-        }
-        if (c < 0x80) {
-            out += static_cast<char>(c);
-        } else if (c < 0x800) {
-            out += static_cast<char>(0xC0 | (c >> 6));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        } else if (c < 0x10000) {
-            out += static_cast<char>(0xE0 | (c >> 12));
-            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        } else {
-            out += static_cast<char>(0xF0 | (c >> 18));
-            out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        }
-    }
-    return out;
-}
-
-// Descriptors travel as handles offset by one, so that descriptor 0 is not
-// the null handle.
-ZQHFILE HandleFromFd(int fd) {
-    return reinterpret_cast<ZQHFILE>(static_cast<intptr_t>(fd) + 1);
-}
-
-int FdFromHandle(ZQHFILE file) {
-    return static_cast<int>(reinterpret_cast<intptr_t>(file) - 1);
-}
-
-int CloseRetryingInterrupts(int fd) {
-    // Linux frees the descriptor even when close reports EINTR; retrying
-    // could close a descriptor another thread has just been given.
-    int result = ::close(fd);
-    if (result != 0 && errno == EINTR)
-        return 0;
-    return result;
-}
-
 }  // namespace
 
 extern "C" {
 
-ZQHFILE ZQOpenFileForRead(const WCHAR* path) {
-    if (path == nullptr) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return ZQ_INVALID_FILE;
-    }
-    std::string utf8 = PathToUtf8(path);
-    int fd;
-    do {
-        fd = ::open(utf8.c_str(), O_RDONLY | O_CLOEXEC);
-    } while (fd < 0 && errno == EINTR);
-    if (fd < 0) {
-        SetLastErrorFromErrno(errno);
-        return ZQ_INVALID_FILE;
-    }
-    struct stat info;
-    if (::fstat(fd, &info) != 0) {
-        int saved = errno;
-        CloseRetryingInterrupts(fd);
-        SetLastErrorFromErrno(saved);
-        return ZQ_INVALID_FILE;
-    }
-    // A directory opens for reading here but is no file to read.
-    if (S_ISDIR(info.st_mode)) {
-        CloseRetryingInterrupts(fd);
-        SetLastError(ERROR_ACCESS_DENIED);
-        return ZQ_INVALID_FILE;
-    }
-    SetLastError(ERROR_SUCCESS);
-    return HandleFromFd(fd);
-}
-
-BOOL ZQCloseFile(ZQHFILE file) {
-    if (file == ZQ_INVALID_FILE) {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return FALSE;
-    }
-    if (CloseRetryingInterrupts(FdFromHandle(file)) != 0) {
-        SetLastErrorFromErrno(errno);
-        return FALSE;
-    }
-    return TRUE;
-}
-
-ZQStream* ZQStreamFromFile(ZQHFILE file, const char* mode) {
-    if (file == ZQ_INVALID_FILE || mode == nullptr || std::strcmp(mode, "rb") != 0) {
+ZQStream* ZQStreamFromHandle(HANDLE handle, const char* mode) {
+    if (mode == nullptr || std::strcmp(mode, "rb") != 0) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return nullptr;
     }
+    zqplatform::FileObject* file = zqplatform::FileObject::FromHandle(handle);
+    if (file == nullptr)
+        return nullptr;
     auto* stream = new (std::nothrow) ZQStream;
     if (stream == nullptr) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return nullptr;
     }
-    stream->file = ::fdopen(FdFromHandle(file), mode);
+    stream->file = ::fdopen(file->Fd(), mode);
     if (stream->file == nullptr) {
         SetLastErrorFromErrno(errno);
         delete stream;
         return nullptr;
     }
+    // The stream closes the descriptor from now on; the handle's record goes.
+    file->DetachFd();
+    file->Release();
     stream->faultOffset = t_faultOffset;
     stream->faultErrno = t_faultErrno;
     return stream;

@@ -12,7 +12,8 @@ namespace zqplatform {
 /// U+FFFD, so no path makes the conversion fail. Null gives "".
 std::string NativePath(const WCHAR* path);
 
-/// UTF-16 of UTF-8 bytes; an invalid sequence becomes U+FFFD.
+/// UTF-16 of UTF-8 bytes; each invalid sequence becomes one U+FFFD, as in
+/// every UTF-8 conversion of the runtime.
 std::u16string WidePath(const std::string& path);
 
 /// Copies `text` and a NUL into `buffer` of `size` characters, cut to fit.

@@ -336,7 +336,8 @@ TEST(TextFile, OpenFailuresLeaveTheFileClosed) {
     CTextFile file(CTextFile::Encoding_Auto, 1252);
     EXPECT_HR(E_UNEXPECTED, file.ReadLine(line));
 
-    std::filesystem::path missing = std::filesystem::temp_directory_path() / "zq-subrip-tests" / "no-such-file.srt";
+    ScratchFile scratch("x\n");
+    std::filesystem::path missing = scratch.Path().parent_path() / "no-such-file.srt";
     EXPECT_HR(HResult(0x80070002), file.Open(missing.u16string().c_str()));
     EXPECT_FALSE(file.IsOpen());
 
@@ -345,7 +346,6 @@ TEST(TextFile, OpenFailuresLeaveTheFileClosed) {
     EXPECT_FALSE(file.IsOpen());
     EXPECT_HR(E_POINTER, file.Open(nullptr));
 
-    ScratchFile scratch("x\n");
     ASSERT_OK(file.Open(scratch.WidePath().c_str()));
     EXPECT_HR(E_UNEXPECTED, file.Open(scratch.WidePath().c_str()));
     EXPECT_OK(file.Close());

@@ -1,5 +1,5 @@
-// Reading files: an open for reading and a buffered binary read stream over
-// the opened file, with 64-bit offsets throughout.
+// Reading files: a buffered binary read stream over a file handle opened with
+// CreateFileW, with 64-bit offsets throughout.
 #pragma once
 
 #include "zqplatform/types.h"
@@ -8,31 +8,16 @@ inline constexpr int ZQ_SEEK_SET = 0;
 inline constexpr int ZQ_SEEK_CUR = 1;
 inline constexpr int ZQ_SEEK_END = 2;
 
-/// A file opened for reading, as ZQOpenFileForRead gives it. Distinct from
-/// HANDLE: it is closed by ZQCloseFile or by the stream that takes it over.
-struct ZQFILE__;
-using ZQHFILE = ZQFILE__*;
-inline ZQHFILE const ZQ_INVALID_FILE = nullptr;
-
 /// A buffered binary read stream; owns the file it was made from.
 struct ZQStream;
 
 extern "C" {
-/// Opens an existing file for reading, as CreateFileW with GENERIC_READ,
-/// FILE_SHARE_READ | FILE_SHARE_WRITE and OPEN_EXISTING does: other programs
-/// may go on reading and writing the file, nothing is locked. A directory is
-/// refused with ERROR_ACCESS_DENIED, as a file open of a directory is. Answers
-/// ZQ_INVALID_FILE and sets the last error on failure (ERROR_FILE_NOT_FOUND for
-/// a missing file, ERROR_ACCESS_DENIED without permission, ERROR_INVALID_PARAMETER
-/// for a null path).
-ZQPLATFORM_API ZQHFILE ZQOpenFileForRead(const WCHAR* path);
-/// Closes a file that no stream has taken over. FALSE for ZQ_INVALID_FILE.
-ZQPLATFORM_API BOOL ZQCloseFile(ZQHFILE file);
-
-/// Wraps an open file into a buffered read stream; `mode` must be "rb". On
-/// success the stream owns the file; on failure (null) the caller still does,
-/// and the last error is set.
-ZQPLATFORM_API ZQStream* ZQStreamFromFile(ZQHFILE file, const char* mode);
+/// Wraps a file handle opened by CreateFileW with GENERIC_READ into a buffered
+/// read stream; `mode` must be "rb". On success the stream takes the handle
+/// over: the handle is closed and the stream owns the file. On failure (null)
+/// the caller still owns the handle, and the last error is set
+/// (ERROR_INVALID_HANDLE for anything that is no file handle).
+ZQPLATFORM_API ZQStream* ZQStreamFromHandle(HANDLE file, const char* mode);
 /// Reads up to `count` bytes; answers how many were read. Fewer than asked
 /// means the end of the file or an error: ZQStreamError tells which, and after
 /// an error the last error holds its Win32 number.
