@@ -95,6 +95,9 @@ constexpr StatusEntry kStatuses[] = {
     {Win32(ERROR_INVALID_WINDOW_HANDLE), "HRESULT_FROM_WIN32(ERROR_INVALID_WINDOW_HANDLE)", u"Invalid window handle."},
     {Win32(ERROR_CLASS_ALREADY_EXISTS), "HRESULT_FROM_WIN32(ERROR_CLASS_ALREADY_EXISTS)", u"Class already exists."},
     {Win32(ERROR_CLASS_DOES_NOT_EXIST), "HRESULT_FROM_WIN32(ERROR_CLASS_DOES_NOT_EXIST)", u"Class does not exist."},
+    {Win32(ERROR_CLASS_HAS_WINDOWS), "HRESULT_FROM_WIN32(ERROR_CLASS_HAS_WINDOWS)", u"Class still has open windows."},
+    {Win32(ERROR_INVALID_INDEX), "HRESULT_FROM_WIN32(ERROR_INVALID_INDEX)", u"Invalid index."},
+    {Win32(ERROR_INVALID_THREAD_ID), "HRESULT_FROM_WIN32(ERROR_INVALID_THREAD_ID)", u"Invalid thread identifier."},
     {Win32(ERROR_TIMEOUT), "HRESULT_FROM_WIN32(ERROR_TIMEOUT)", u"This operation returned because the timeout period expired."},
 };
 

@@ -97,9 +97,6 @@ inline constexpr int GWLP_USERDATA = -21;
 /// messages (those posted with a null window or by PostThreadMessageW).
 inline HWND const ZQ_HWND_THREAD_MESSAGES = reinterpret_cast<HWND>(static_cast<intptr_t>(-1));
 
-inline constexpr uint32_t ERROR_CLASS_HAS_WINDOWS = 1412;
-inline constexpr uint32_t ERROR_INVALID_INDEX = 1413;
-inline constexpr uint32_t ERROR_INVALID_THREAD_ID = 1444;
 
 extern "C" {
 /// Registers a class for (name, instance); names compare without regard to

@@ -1,10 +1,16 @@
 // Everything a host or the module needs from the platform runtime.
 #pragma once
 
+#include "zqplatform/diag.h"
+#include "zqplatform/fileapi.h"
+#include "zqplatform/module.h"
+#include "zqplatform/modulehandle.h"
 #include "zqplatform/objbase.h"
 #include "zqplatform/oleauto.h"
+#include "zqplatform/registry.h"
 #include "zqplatform/status.h"
 #include "zqplatform/strmif.h"
 #include "zqplatform/sync.h"
 #include "zqplatform/text.h"
 #include "zqplatform/types.h"
+#include "zqplatform/winuser.h"
