@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "ComInit.h"
+#include "HexDigit.h"
 #include "NativePath.h"
 #include "zqplatform/objbase.h"
 #include "zqplatform/registry.h"
@@ -64,16 +65,6 @@ std::u16string GuidText(REFGUID guid) {
     return text;
 }
 
-int HexDigit(char16_t c) {
-    if (c >= u'0' && c <= u'9')
-        return c - u'0';
-    if (c >= u'a' && c <= u'f')
-        return c - u'a' + 10;
-    if (c >= u'A' && c <= u'F')
-        return c - u'A' + 10;
-    return -1;
-}
-
 /// Parses the braced form exactly; false for anything else.
 bool ParseGuid(std::u16string_view text, GUID& guid) {
     if (text.size() != kGuidTextLength || text.front() != u'{' || text.back() != u'}')
@@ -86,8 +77,8 @@ bool ParseGuid(std::u16string_view text, GUID& guid) {
                 return false;
             ++pos;
         }
-        int high = HexDigit(text[pos]);
-        int low = HexDigit(text[pos + 1]);
+        int high = zqplatform::HexDigit(text[pos]);
+        int low = zqplatform::HexDigit(text[pos + 1]);
         if (high < 0 || low < 0)
             return false;
         bytes[i] = static_cast<uint8_t>(high * 16 + low);

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "HexDigit.h"
 #include "NativePath.h"
 #include "zqplatform/registry.h"
 
@@ -48,16 +49,6 @@ std::string Escape(std::u16string_view text, char16_t delimiter) {
     }
     flush();
     return out;
-}
-
-int HexDigit(char16_t c) {
-    if (c >= u'0' && c <= u'9')
-        return c - u'0';
-    if (c >= u'a' && c <= u'f')
-        return c - u'a' + 10;
-    if (c >= u'A' && c <= u'F')
-        return c - u'A' + 10;
-    return -1;
 }
 
 /// Reads `digits` hex digits at `pos`; -1 if they aren't there.
