@@ -21,34 +21,46 @@ namespace zqdispatch {
 template <class T, class = void>
 struct ParamTraits;
 
-/// In-parameters by value: the VARIANT already holds the described type.
-template <>
-struct ParamTraits<LONG> {
-    static constexpr VARTYPE kVt = VT_I4;
+/// A scalar that a VARIANT of type `kType` carries in its member `kMember`.
+/// As an in-parameter the VARIANT already holds the described type.
+template <class T, VARTYPE kType, T VARIANT::*kMember>
+struct ScalarIn {
+    static constexpr VARTYPE kVt = kType;
     static constexpr bool kOut = false;
-    static LONG From(const VARIANT& v) noexcept { return v.lVal; }
+    static T From(const VARIANT& v) noexcept { return v.*kMember; }
+};
+
+/// The same scalar as an out-parameter (always a trailing retval on these
+/// interfaces): the method writes into `Storage`, and To moves the value, with
+/// its ownership, into the result VARIANT.
+template <class T, VARTYPE kType, T VARIANT::*kMember>
+struct ScalarOut {
+    static constexpr VARTYPE kVt = kType;
+    static constexpr bool kOut = true;
+    using Storage = T;
+    static void To(Storage value, VARIANT* result) noexcept {
+        result->vt = kType;
+        result->*kMember = value;
+    }
 };
 
 template <>
-struct ParamTraits<double> {
-    static constexpr VARTYPE kVt = VT_R8;
-    static constexpr bool kOut = false;
-    static double From(const VARIANT& v) noexcept { return v.dblVal; }
-};
+struct ParamTraits<LONG> : ScalarIn<LONG, VT_I4, &VARIANT::lVal> {};
+template <>
+struct ParamTraits<double> : ScalarIn<double, VT_R8, &VARIANT::dblVal> {};
+template <>
+struct ParamTraits<BSTR> : ScalarIn<BSTR, VT_BSTR, &VARIANT::bstrVal> {};
+template <>
+struct ParamTraits<VARIANT_BOOL> : ScalarIn<VARIANT_BOOL, VT_BOOL, &VARIANT::boolVal> {};
 
 template <>
-struct ParamTraits<BSTR> {
-    static constexpr VARTYPE kVt = VT_BSTR;
-    static constexpr bool kOut = false;
-    static BSTR From(const VARIANT& v) noexcept { return v.bstrVal; }
-};
-
+struct ParamTraits<LONG*> : ScalarOut<LONG, VT_I4, &VARIANT::lVal> {};
 template <>
-struct ParamTraits<VARIANT_BOOL> {
-    static constexpr VARTYPE kVt = VT_BOOL;
-    static constexpr bool kOut = false;
-    static VARIANT_BOOL From(const VARIANT& v) noexcept { return v.boolVal; }
-};
+struct ParamTraits<double*> : ScalarOut<double, VT_R8, &VARIANT::dblVal> {};
+template <>
+struct ParamTraits<BSTR*> : ScalarOut<BSTR, VT_BSTR, &VARIANT::bstrVal> {};
+template <>
+struct ParamTraits<VARIANT_BOOL*> : ScalarOut<VARIANT_BOOL, VT_BOOL, &VARIANT::boolVal> {};
 
 /// Enumerations travel as their 32-bit value.
 template <class E>
@@ -69,53 +81,7 @@ struct ParamTraits<I*, std::enable_if_t<std::is_base_of_v<IUnknown, I>>> {
     static I* From(const VARIANT& v) noexcept { return static_cast<I*>(v.punkVal); }
 };
 
-/// Out-parameters (always a trailing retval on these interfaces): the method
-/// writes into `Storage`, and To moves the value, with its ownership, into the
-/// result VARIANT.
-template <>
-struct ParamTraits<LONG*> {
-    static constexpr VARTYPE kVt = VT_I4;
-    static constexpr bool kOut = true;
-    using Storage = LONG;
-    static void To(Storage value, VARIANT* result) noexcept {
-        result->vt = VT_I4;
-        result->lVal = value;
-    }
-};
-
-template <>
-struct ParamTraits<double*> {
-    static constexpr VARTYPE kVt = VT_R8;
-    static constexpr bool kOut = true;
-    using Storage = double;
-    static void To(Storage value, VARIANT* result) noexcept {
-        result->vt = VT_R8;
-        result->dblVal = value;
-    }
-};
-
-template <>
-struct ParamTraits<BSTR*> {
-    static constexpr VARTYPE kVt = VT_BSTR;
-    static constexpr bool kOut = true;
-    using Storage = BSTR;
-    static void To(Storage value, VARIANT* result) noexcept {
-        result->vt = VT_BSTR;
-        result->bstrVal = value;
-    }
-};
-
-template <>
-struct ParamTraits<VARIANT_BOOL*> {
-    static constexpr VARTYPE kVt = VT_BOOL;
-    static constexpr bool kOut = true;
-    using Storage = VARIANT_BOOL;
-    static void To(Storage value, VARIANT* result) noexcept {
-        result->vt = VT_BOOL;
-        result->boolVal = value;
-    }
-};
-
+/// Enumerations out travel as their 32-bit value too.
 template <class E>
 struct ParamTraits<E*, std::enable_if_t<std::is_enum_v<E>>> {
     static_assert(sizeof(E) == sizeof(LONG));
