@@ -161,12 +161,6 @@ TEST(Thread, ClosingTheHandleEarlyDetachesSafely) {
     EXPECT_EQ(WaitForSingleObject(done.Get(), kGenerousMs), WAIT_OBJECT_0);
 }
 
-TEST(Thread, CurrentIdsAreStable) {
-    EXPECT_EQ(GetCurrentThreadId(), GetCurrentThreadId());
-    EXPECT_NE(GetCurrentProcessId(), 0u);
-    EXPECT_LE(GetTickCount64(), GetTickCount64());
-}
-
 TEST(ComInit, CountsPerThreadAndRefusesAnotherApartmentKind) {
     std::thread([] {
         EXPECT_OK(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED));
