@@ -45,7 +45,15 @@ public:
     /// the rule on its own, so that a walk can skip the cues that stay as
     /// they are (nearly all of them at every tick) without a call.
     bool IsActiveAt(bool selected, IZQDmxSubtitleCallback* callback, REFERENCE_TIME time) const noexcept {
-        return selected && callback != nullptr && time >= m_start && time < m_stop;
+        return IsActiveAt(m_start, m_stop, selected, callback, time);
+    }
+
+    /// The rule for a cue of the interval [start, stop), for a caller that
+    /// keeps a copy of the times next to its link to the cue (the cue list,
+    /// whose walk would otherwise fetch every cue from the heap).
+    static bool IsActiveAt(REFERENCE_TIME start, REFERENCE_TIME stop, bool selected,
+                           IZQDmxSubtitleCallback* callback, REFERENCE_TIME time) noexcept {
+        return selected && callback != nullptr && time >= start && time < stop;
     }
 
     /// Makes the cue inactive without an event. Stores true through a non-null

@@ -70,8 +70,17 @@ public:
     uint32_t GetBlockSize() const noexcept { return m_blockSize; }
 
 private:
+    /// The fields that every timing pass reads come first. `start`, `stop`
+    /// and `active` copy the cue's own, so that a pass reads the node alone
+    /// and goes to the cue only when its state changes: a walk that visited
+    /// every cue object took a cache miss per cue on a long track. The times
+    /// never change after AddCue, and the list is the only caller of the
+    /// cue's UpdateActive and Deactivate, which keeps `active` in step.
     struct CueNode {
         CueNode* next;
+        REFERENCE_TIME start;
+        REFERENCE_TIME stop;
+        bool active;
         /// Written on insertion; nothing walks backwards.
         CueNode* previous;
         /// One reference, owned by the list while the node is in it.
@@ -80,9 +89,18 @@ private:
 
     static constexpr uint32_t kBlockSize = 10;
 
+    /// How many blocks ahead of itself the timing walk asks for memory.
+    static constexpr uint32_t kPrefetchBlocks = 8;
+
     /// One heap allocation of kBlockSize nodes; blocks go back all at once.
     struct CueBlock {
+        /// The block made before this one.
         CueBlock* next;
+        /// The block made kPrefetchBlocks blocks after this one, or null. The
+        /// list's blocks lie apart on the heap and link to one another only
+        /// through their last node, so this is how the walk learns in time
+        /// where its memory lies further on.
+        CueBlock* ahead;
         CueNode nodes[kBlockSize];
     };
 
@@ -93,6 +111,8 @@ private:
     void Append(CZQSubtitleCue* cue);
     /// Fills the free chain with a new block; raises E_OUTOFMEMORY.
     void GrowPool();
+    /// The block whose first node is `first`.
+    static const CueBlock* BlockOf(const CueNode* first) noexcept;
 
     CueNode* m_head = nullptr;
     CueNode* m_tail = nullptr;

@@ -143,6 +143,41 @@ TEST_F(CueListTest, UpdateActiveStopsAtTheFirstFailureAndTestsTheRestNextPass) {
     EXPECT_DOUBLE_EQ(events[0].time, 7 / 1e7);
 }
 
+TEST_F(CueListTest, UpdateActiveSweepsAListOfManyBlocksCueByCueInListOrder) {
+    // Enough blocks for the walk to step from block to block well past its
+    // lookahead, the last block only half full.
+    constexpr int kCues = 95;
+    AddNumberedCues(kCues);
+    for (int i = 0; i < kCues; ++i)
+        EXPECT_OK(m_list->UpdateActive(true, &m_callback, 10 * i + 5));
+    const std::vector<CueEventRecord> events = m_callback.Events();
+    ASSERT_EQ(events.size(), 2u * kCues - 1);
+    for (int i = 0; i < kCues; ++i) {
+        SCOPED_TRACE(i);
+        // Pass i ends cue i - 1 and then starts cue i.
+        const CueEventRecord& active = events[i == 0 ? 0 : 2 * i];
+        EXPECT_EQ(active.event, ZQSubtitle_Cue_Event_Active);
+        EXPECT_DOUBLE_EQ(active.start, 10 * i / 1e7);
+        EXPECT_DOUBLE_EQ(active.time, (10 * i + 5) / 1e7);
+        if (i > 0) {
+            EXPECT_EQ(events[2 * i - 1].event, ZQSubtitle_Cue_Event_Inactive);
+            EXPECT_DOUBLE_EQ(events[2 * i - 1].start, 10 * (i - 1) / 1e7);
+        }
+    }
+}
+
+TEST_F(CueListTest, UpdateActiveEndsThePassWhenACallbackClearsTheList) {
+    for (int i = 0; i < 25; ++i)
+        ASSERT_OK(m_list->AddCue(1, u"all at once", 0, 100));
+    m_callback.SetResponder([this](const CueEventRecord&) {
+        m_list->Clear();
+        return S_OK;
+    });
+    EXPECT_OK(m_list->UpdateActive(true, &m_callback, 50));
+    EXPECT_EQ(m_callback.EventCount(), 1u);
+    EXPECT_EQ(m_list->GetCount(), 0u);
+}
+
 TEST_F(CueListTest, DeactivateAllTellsWhetherAnyCueWasActive) {
     AddNumberedCues(3);
     bool wasActive = false;
