@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <functional>
@@ -32,7 +33,8 @@ class SubtitleStreamType {
 public:
     explicit SubtitleStreamType(const char* isoLang = "eng") {
         m_info.dwOffset = kSubtitleInfoSize;
-        std::strncpy(m_info.IsoLang, isoLang, sizeof m_info.IsoLang - 1);
+        // The field is zero-filled; copy at most three letters and keep its NUL.
+        std::memcpy(m_info.IsoLang, isoLang, std::min(std::strlen(isoLang), sizeof m_info.IsoLang - 1));
         m_type.majortype = MEDIATYPE_Subtitle;
         m_type.subtype = MEDIASUBTYPE_UTF8;
         m_type.bFixedSizeSamples = TRUE;
