@@ -51,7 +51,9 @@ public:
         return queue;
     }
 
-    Timer* Add(WAITORTIMERCALLBACK callback, PVOID parameter, DWORD dueTime, DWORD period) {
+    /// Adds a timer and stores its handle in `*handle` before the timer can
+    /// fire, so that a routine that is due at once already finds its handle.
+    void Add(WAITORTIMERCALLBACK callback, PVOID parameter, DWORD dueTime, DWORD period, HANDLE* handle) {
         auto timer = std::make_shared<Timer>();
         timer->callback = callback;
         timer->parameter = parameter;
@@ -59,8 +61,8 @@ public:
         timer->period = std::chrono::milliseconds(period);
         std::lock_guard lock(m_mutex);
         m_timers.push_back(timer);
+        *handle = reinterpret_cast<HANDLE>(timer.get());
         m_changed.notify_all();
-        return timer.get();
     }
 
     /// Takes a timer out of the queue; with `wait`, until its routine isn't
@@ -204,7 +206,7 @@ BOOL CreateTimerQueueTimer(HANDLE* newTimer, HANDLE queueHandle, WAITORTIMERCALL
     if (queue == nullptr)
         return FALSE;
     try {
-        *newTimer = reinterpret_cast<HANDLE>(queue->Add(callback, parameter, dueTime, period));
+        queue->Add(callback, parameter, dueTime, period, newTimer);
         return TRUE;
     } catch (const std::bad_alloc&) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
