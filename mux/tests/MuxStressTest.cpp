@@ -2,68 +2,21 @@
 // run under ThreadSanitizer too; each test waits on conditions, never on time.
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <condition_variable>
-#include <mutex>
-#include <thread>
-
 #include "mux/tests/MuxTestSupport.h"
-#include "support/CZQSubtitleModule.h"
-#include "tests/support/HResultAssertions.h"
-#include "tests/support/RecordingMuxHost.h"
 
 namespace {
 
 using namespace zqmuxtest;
-using zqtest::MuxHostCall;
-using zqtest::MuxHostCallKind;
 
-/// A gate a host's Receive waits at while it is shut.
-class Gate {
-public:
-    void Shut() {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_open = false;
-    }
-    void Open() {
-        {
-            std::lock_guard<std::mutex> lock(m_mutex);
-            m_open = true;
-        }
-        m_changed.notify_all();
-    }
-    void Pass() {
-        std::unique_lock<std::mutex> lock(m_mutex);
-        m_changed.wait(lock, [this] { return m_open; });
-    }
-
-private:
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
-    bool m_open = true;
-};
-
-class MuxStressTest : public ::testing::Test {
+class MuxStressTest : public MuxTest {
 protected:
-    void SetUp() override {
-        m_baseLocks = ZQModule().GetLockCount();
-        m_object = CreateMux();
-        ASSERT_TRUE(m_object.control);
-    }
-
-    void TearDown() override {
-        m_object = {};
-        EXPECT_EQ(0, m_host.References());
-        EXPECT_EQ(m_baseLocks, ZQModule().GetLockCount());
-    }
-
     /// Tracks of `cues` cues each, announced to the host, whose calls are then
     /// forgotten. Every call that reaches the host while `m_stopped` is set
     /// is counted in `m_lateCalls`; `extra` runs on every call too.
     void Prepare(int tracks, int cues, std::function<void(const MuxHostCall&)> extra = nullptr) {
         for (int i = 0; i < tracks; ++i)
-            AddTrack(m_object.mux.Get(), m_files.Write("t" + std::to_string(i) + ".srt", cues));
-        ASSERT_OK(m_object.control->SetCallback(&m_host));
+            AddTrack(Mux(), m_files.Write("t" + std::to_string(i) + ".srt", cues));
+        ASSERT_OK(Control()->SetCallback(&m_host));
         m_host.ClearCalls();
         m_host.SetResponder([this, extra](const MuxHostCall& call) {
             if (m_stopped.load())
@@ -74,15 +27,8 @@ protected:
         });
     }
 
-    IZQMuxSubtitle* Mux() const { return m_object.mux.Get(); }
-    IZQMuxSubtitleControl* Control() const { return m_object.control.Get(); }
-
-    SrtDirectory m_files;
-    zqtest::RecordingMuxHost m_host;
-    MuxUnderTest m_object;
     std::atomic<bool> m_stopped{true};
     std::atomic<int> m_lateCalls{0};
-    LONG m_baseLocks = 0;
 };
 
 TEST_F(MuxStressTest, RunStopCyclesWithAHostThatBlocksUntilReleased) {
@@ -92,13 +38,13 @@ TEST_F(MuxStressTest, RunStopCyclesWithAHostThatBlocksUntilReleased) {
             gate.Pass();
     });
     for (int cycle = 0; cycle < 400; ++cycle) {
-        gate.Shut();
+        gate.Set(false);
         m_host.ClearCalls();
         m_stopped = false;
         ASSERT_OK(Control()->Run());
         ASSERT_TRUE(m_host.WaitForCalls(MuxHostCallKind::Receive, 1)) << "cycle " << cycle;
         // The host lets the blocked Receive go before it stops, as it must.
-        gate.Open();
+        gate.Set(true);
         ASSERT_OK(Control()->Stop());
         m_stopped = true;
         // Every cycle starts from the first cue of the first track.
@@ -108,10 +54,8 @@ TEST_F(MuxStressTest, RunStopCyclesWithAHostThatBlocksUntilReleased) {
     EXPECT_EQ(0, m_lateCalls.load());
 }
 
-// A track of one cue: Stop comes before, during or after the pass that sends
-// it (every other cycle) or the last pass, which ends the track (the others,
-// once the cue has come). Whatever came is a prefix of the full sequence, and
-// nothing comes after Stop.
+// One cue: Stop races the pass that sends it (even cycles) or the last pass, which ends the track
+// (odd cycles). Whatever came is a prefix of the full sequence, and nothing comes after Stop.
 TEST_F(MuxStressTest, StopRacesTheLastPass) {
     Prepare(1, 1);
     size_t completeRuns = 0;
