@@ -21,23 +21,22 @@ private:
     int* m_alive;
 };
 
-std::vector<NumberedEvent*> MakeEvents(int count, int* alive) {
+/// `count` new events, each pushed with the queue's reference as its only one.
+std::vector<NumberedEvent*> PushEvents(CZQDmxSubtitleEventQueue& queue, int count, int* alive) {
     std::vector<NumberedEvent*> events;
     for (int i = 0; i < count; ++i) {
         events.push_back(new NumberedEvent(i, alive));
         events.back()->AddRef();
+        EXPECT_EQ(queue.Push(events.back()), S_OK);
+        events.back()->Release();
     }
     return events;
 }
 
-TEST(EventQueue, KeepsOrderAndGrowsAndGivesBackItsPoolInBlocksOfTen) {
+TEST(EventQueue, KeepsOrderGrowsInBlocksOfTenAndHandsEventsOverOnSwap) {
     int alive = 0;
-    auto events = MakeEvents(25, &alive);
     CZQDmxSubtitleEventQueue queue;
-    for (auto* event : events) {
-        ASSERT_EQ(queue.Push(event), S_OK);
-        event->Release();  // the queue's reference is the only one left
-    }
+    auto events = PushEvents(queue, 25, &alive);
     EXPECT_EQ(queue.GetCount(), 25u);
     EXPECT_EQ(queue.GetBlockCount(), 3u);
     EXPECT_EQ(alive, 25);
@@ -51,38 +50,21 @@ TEST(EventQueue, KeepsOrderAndGrowsAndGivesBackItsPoolInBlocksOfTen) {
     EXPECT_EQ(queue.GetBlockCount(), 3u) << "the pool stays while the list holds an event";
     // Nodes freed by the pops are reused before the pool grows.
     int more = 0;
-    auto later = MakeEvents(5, &more);
-    for (auto* event : later) {
-        ASSERT_EQ(queue.Push(event), S_OK);
-        event->Release();
-    }
+    PushEvents(queue, 5, &more);
     EXPECT_EQ(queue.GetBlockCount(), 3u);
     EXPECT_EQ(static_cast<NumberedEvent*>(queue.Pop())->Number(), 24);
-    queue.Clear();
+    // Swap hands the events over; they go when the other list is cleared.
+    CZQDmxSubtitleEventQueue other;
+    queue.Swap(other);
     EXPECT_TRUE(queue.IsEmpty());
     EXPECT_EQ(queue.GetBlockCount(), 0u);
+    EXPECT_EQ(more, 5);
+    other.Clear();
+    EXPECT_TRUE(other.IsEmpty());
+    EXPECT_EQ(other.GetBlockCount(), 0u);
     EXPECT_EQ(more, 0);
     EXPECT_EQ(alive, 1) << "the popped event is the caller's to release";
     events[24]->Release();
-    EXPECT_EQ(alive, 0);
-}
-
-TEST(EventQueue, SwapHandsOverEventsToBeDroppedElsewhere) {
-    int alive = 0;
-    auto events = MakeEvents(3, &alive);
-    CZQDmxSubtitleEventQueue emptied;
-    {
-        CZQDmxSubtitleEventQueue queue;
-        for (auto* event : events) {
-            ASSERT_EQ(queue.Push(event), S_OK);
-            event->Release();
-        }
-        queue.Swap(emptied);
-        EXPECT_TRUE(queue.IsEmpty());
-        EXPECT_EQ(queue.GetBlockCount(), 0u);
-    }
-    EXPECT_EQ(alive, 3) << "the events went with the swap, not with the emptied list";
-    emptied.Clear();
     EXPECT_EQ(alive, 0);
 }
 

@@ -39,10 +39,8 @@ protected:
     size_t m_seen = 0;
 };
 
-// The timeline that the cue timing is designed around, one step at a time:
-// ticks in Paused and Running, a segment start, two cues meeting edge to edge,
-// a pause that keeps a cue active, immediate events of SelectTrack and the
-// Clear of Stop.
+// Ticks in Paused and Running, a segment start, cues meeting edge to edge, a pause that keeps
+// a cue active, SelectTrack's immediate events and the Clear of Stop.
 TEST_F(DmxSubtitleTest, FollowsTheWorkedTimeline) {
     SetCallback();
     const LONG id = AddSelectedTrack();
@@ -89,13 +87,20 @@ TEST_F(DmxSubtitleTest, FollowsTheWorkedTimeline) {
 
 TEST_F(DmxSubtitleTest, StaysStoppedWithoutClockOrCallback) {
     const LONG id = AddSelectedTrack();
+    CComPtr<IZQDmxSubtitleCallback> current;
+    ASSERT_OK(m_app->get_Callback(&current));
+    EXPECT_EQ(current.Get(), nullptr);
+    EXPECT_HR(E_POINTER, m_app->get_Callback(nullptr));
     // A clock but no callback.
     EXPECT_OK(m_control->Pause());
     EXPECT_OK(m_control->Run(0));
     EXPECT_FALSE(m_object->ThreadExists());
     EXPECT_OK(Receive(id, 0, 1, "dropped"));
 
-    // A callback but no clock.
+    // A callback but no clock; a callback put and taken back is let go.
+    SetCallback();
+    ASSERT_OK(m_app->putref_Callback(nullptr));
+    EXPECT_EQ(m_callback.References(), 0);
     SetCallback();
     ASSERT_OK(m_control->SetSyncSource(nullptr));
     EXPECT_OK(m_control->Pause());
@@ -262,28 +267,8 @@ TEST_F(DmxSubtitleTest, TicksOnWithAFailingClock) {
     EXPECT_DOUBLE_EQ(StreamSeconds(), 100);
 }
 
-TEST_F(DmxSubtitleTest, GetsAndPutsTheCallbackThroughADispatcher) {
-    CComPtr<IZQDmxSubtitleCallback> current;
-    ASSERT_OK(m_app->get_Callback(&current));
-    EXPECT_EQ(current.Get(), nullptr);
-    EXPECT_HR(E_POINTER, m_app->get_Callback(nullptr));
-
-    SetCallback();
-    ASSERT_OK(m_app->get_Callback(&current));
-    EXPECT_EQ(current.Get(), &m_callback);
-    current = nullptr;
-    ASSERT_OK(m_app->putref_Callback(nullptr));
-    ASSERT_OK(m_app->get_Callback(&current));
-    EXPECT_EQ(current.Get(), nullptr);
-    EXPECT_EQ(m_callback.References(), 0);
-    // Without a callback Pause does nothing.
-    ASSERT_OK(m_control->Pause());
-    EXPECT_FALSE(m_object->ThreadExists());
-}
-
-// Events delivered inside SelectTrack run the application's method with the
-// object's lock held by its own thread; what it calls back must work, also
-// when it empties the very list that is being walked.
+// Events delivered inside SelectTrack run with the object's lock held by this thread; calls back
+// must work, also one that empties the list being walked.
 TEST_F(DmxSubtitleTest, CallbacksDeliveredInsideACallMayCallBackIntoTheObject) {
     SetCallback();
     SubtitleStreamType type;
@@ -330,8 +315,7 @@ TEST_F(DmxSubtitleTest, DeliversEventsOnTheThreadThatSetTheCallback) {
         EXPECT_EQ(record.thread, appThread);
 }
 
-// The host lets its last reference go without Stop: the object ends its
-// worker itself, also when that happens on the worker inside a tick.
+// The last reference goes without Stop, also on the worker inside a tick.
 TEST_F(DmxSubtitleTest, EndsTheWorkerWhenReleasedWhileNotStopped) {
     for (bool onWorker : {false, true}) {
         SCOPED_TRACE(onWorker ? "released inside GetTime" : "released by the host");

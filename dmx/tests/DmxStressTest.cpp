@@ -1,7 +1,4 @@
-// Races of the demultiplexer object, meant to run under ThreadSanitizer: the
-// timing worker against the host's streaming and control threads and the
-// application's thread, callbacks that call back into the object, and
-// dispatchers replaced while events wait for them.
+// Races of the demultiplexer object, meant to run under ThreadSanitizer.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -16,44 +13,30 @@
 namespace zqtest {
 namespace {
 
-/// Checks what one callback hears against the rules of cue events: for each
-/// cue, Active and Inactive alternate and Active comes first; a Clear names
-/// no track, so after it any cue may go either way once.
-class EventOrderChecker {
-public:
+/// Checks what one callback hears: per cue, Active and Inactive alternate, Active first; after a
+/// Clear (which names no track) any cue may go either way once. Read the counts once delivery ended.
+struct EventOrderChecker {
     void Record(const CueEventRecord& record) {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        if (record.thread != m_thread)
-            ++m_wrongThread;
+        std::lock_guard<std::mutex> lock(mutex);
+        if (record.thread != thread)
+            ++wrongThread;
         if (record.event == ZQSubtitle_Cue_Event_Clear) {
-            for (auto& [text, state] : m_states)
+            for (auto& [text, state] : states)
                 state = State::Unknown;
             return;
         }
-        State& state = m_states.try_emplace(record.text, State::Inactive).first->second;
+        State& state = states.try_emplace(record.text, State::Inactive).first->second;
         const State next = record.event == ZQSubtitle_Cue_Event_Active ? State::Active : State::Inactive;
-        if (state == next)
-            ++m_violations;
+        violations += state == next ? 1 : 0;
         state = next;
     }
 
-    void SetThread(std::thread::id thread) { m_thread = thread; }
-    int Violations() const {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        return m_violations;
-    }
-    int WrongThread() const {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        return m_wrongThread;
-    }
-
-private:
     enum class State { Inactive, Active, Unknown };
-    mutable std::mutex m_mutex;
-    std::map<std::u16string, State> m_states;
-    std::thread::id m_thread;
-    int m_violations = 0;
-    int m_wrongThread = 0;
+    std::mutex mutex;  // guards the rest, in case a delivery comes on a wrong thread
+    std::map<std::u16string, State> states;
+    std::thread::id thread = std::this_thread::get_id();
+    int violations = 0;
+    int wrongThread = 0;
 };
 
 class DmxStressTest : public DmxObjectTest {};
@@ -64,7 +47,6 @@ TEST_F(DmxStressTest, TicksRaceHostStreamingControlAndApplicationCallsWithoutBre
     const LONG tracks[] = {AddSelectedTrack("eng"), AddSelectedTrack("ger")};
 
     EventOrderChecker checker;
-    checker.SetThread(std::this_thread::get_id());
     std::atomic<int> nestedCalls{0};
     m_callback.SetResponder([&](const CueEventRecord& record) {
         checker.Record(record);
@@ -77,8 +59,7 @@ TEST_F(DmxStressTest, TicksRaceHostStreamingControlAndApplicationCallsWithoutBre
         return S_OK;
     });
 
-    // Paces a thread so that ticks come between its calls: it goes on after
-    // the next tick has begun, or after a while if the object is stopped.
+    // Paces a thread so that ticks come between its calls (bounded while the object is stopped).
     auto awaitTick = [&] {
         const uint64_t seen = m_object->GetTicksBegun();
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(40);
@@ -109,20 +90,7 @@ TEST_F(DmxStressTest, TicksRaceHostStreamingControlAndApplicationCallsWithoutBre
     });
     std::thread control([&] {
         for (int i = 0; !hostDone; ++i) {
-            switch (i % 4) {
-            case 0:
-                EXPECT_OK(m_control->Pause());
-                break;
-            case 1:
-                EXPECT_OK(m_control->Run(Seconds(-0.1 * (i % 4))));
-                break;
-            case 2:
-                EXPECT_OK(m_control->Pause());
-                break;
-            default:
-                EXPECT_OK(m_control->Stop());
-                break;
-            }
+            EXPECT_OK(i % 4 == 1 ? m_control->Run(Seconds(-0.1)) : i % 4 == 3 ? m_control->Stop() : m_control->Pause());
             awaitTick();
         }
         EXPECT_OK(m_control->Pause());
@@ -142,15 +110,13 @@ TEST_F(DmxStressTest, TicksRaceHostStreamingControlAndApplicationCallsWithoutBre
     PumpMessages();
     EXPECT_EQ(m_object->GetTicksBegun(), ticks);
     EXPECT_GT(m_callback.EventCount(), 0u);
-    EXPECT_EQ(checker.Violations(), 0);
-    EXPECT_EQ(checker.WrongThread(), 0);
+    EXPECT_EQ(checker.violations, 0);
+    EXPECT_EQ(checker.wrongThread, 0);
     m_callback.SetResponder(nullptr);
 }
 
-// An application thread sets the callback and doesn't pump while the worker
-// queues events for it; then the callback is replaced from another thread.
-// The old dispatcher delivers nothing of what it held, lets the callback go at
-// once, and its window ends on its own thread when that thread next pumps.
+// The callback is replaced from another thread while its events wait unpumped: the old dispatcher
+// delivers none, lets the callback go at once, and its window ends when its thread next pumps.
 TEST_F(DmxStressTest, DispatchersReplacedFromAnotherThreadDropTheirPendingEvents) {
     constexpr int kRounds = 12;
     const LONG id = AddSelectedTrack();

@@ -1,6 +1,5 @@
-// What the demultiplexer object's tests share: a host's subtitle media type,
-// message pumping on the application's thread, and a fixture that owns an
-// object with a fake clock and a recording callback.
+// What the demultiplexer tests share: a subtitle media type, cues, message
+// pumping, and a fixture owning an object with a fake clock and a recorder.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -13,6 +12,7 @@
 #include <thread>
 
 #include "dmx/CZQDmxSubtitle.h"
+#include "subtitle/CZQSubtitleCue.h"
 #include "subtitle/SubtitleMediaType.h"
 #include "support/CComPtr.h"
 #include "tests/support/FakeReferenceClock.h"
@@ -50,6 +50,15 @@ private:
     AM_MEDIA_TYPE m_type{};
 };
 
+/// A cue of track 1 on [0 s, 1 s) that only the caller holds.
+inline CComPtr<IZQSubtitleCue> MakeCue(const std::u16string& text) {
+    CZQSubtitleCue* cue = nullptr;
+    EXPECT_EQ(CZQSubtitleCue::Create(1, text.data(), text.size(), 0, kUnitsPerSecond, &cue), S_OK);
+    CComPtr<IZQSubtitleCue> held;
+    held.Attach(cue);
+    return held;
+}
+
 /// Delivers whatever waits in the calling thread's message queue.
 inline void PumpMessages() {
     MSG message;
@@ -57,8 +66,7 @@ inline void PumpMessages() {
         DispatchMessageW(&message);
 }
 
-/// Pumps the calling thread's messages until `done` holds; false when the
-/// deadline passes first.
+/// Pumps until `done` holds; false when the deadline passes first.
 inline bool PumpUntil(const std::function<bool()>& done,
                       std::chrono::milliseconds timeout = std::chrono::seconds(20)) {
     const auto deadline = std::chrono::steady_clock::now() + timeout;
@@ -72,8 +80,7 @@ inline bool PumpUntil(const std::function<bool()>& done,
     }
 }
 
-/// A demultiplexer object made as a client makes it, with a fake clock and a
-/// recording callback set on the test's thread, which pumps.
+/// An object made as a client makes it, with the fake clock set.
 class DmxObjectTest : public ::testing::Test {
 protected:
     void SetUp() override {

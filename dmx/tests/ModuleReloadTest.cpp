@@ -7,9 +7,7 @@
 #include <thread>
 
 #include "dmx/CZQDmxSubtitleCallback.h"
-#include "dmx/tests/DispatcherTestSupport.h"
-#include "tests/support/HResultAssertions.h"
-#include "tests/support/RecordingCueCallback.h"
+#include "dmx/tests/DmxTestSupport.h"
 #include "zqplatform/module.h"
 
 namespace {
@@ -41,7 +39,7 @@ HINSTANCE RoundTrip(zqtest::RecordingCueCallback& app) {
 
     const size_t before = app.EventCount();
     std::thread([&] { EXPECT_OK(dispatcher->Cue(ZQSubtitle_Cue_Event_Clear, 0.0, nullptr)); }).join();
-    EXPECT_TRUE(dmxtest::PumpUntil([&] { return app.EventCount() == before + 1; }));
+    EXPECT_TRUE(zqtest::PumpUntil([&] { return app.EventCount() == before + 1; }));
     dispatcher->Release();
     EXPECT_TRUE(FreeLibrary(module));
     return instance;
