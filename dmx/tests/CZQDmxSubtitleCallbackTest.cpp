@@ -84,39 +84,33 @@ TEST_F(DispatcherTest, IdleDispatcherDropsEventsAndGetCallbackGivesAReference) {
     EXPECT_EQ(m_dispatcher->GetWindowHandle(), nullptr);
 }
 
-TEST_F(DispatcherTest, EventOnTheCallbackThreadIsDeliveredBeforeCueReturns) {
+TEST_F(DispatcherTest, DeliversOnTheCallbackThreadWhenItPumpsOrAtOnceWhenCueIsCalledThere) {
     ASSERT_OK(m_dispatcher->SetCallback(&m_app));
     HWND window = m_dispatcher->GetWindowHandle();
     ASSERT_NE(window, nullptr);
     EXPECT_EQ(GetWindowThreadProcessId(window, nullptr), GetCurrentThreadId());
-    // A failing application changes nothing for the next event.
-    m_app.SetResponder([](const zqtest::CueEventRecord&) { return E_FAIL; });
-
-    EXPECT_OK(m_dispatcher->Cue(ZQSubtitle_Cue_Event_Active, 2.5, MakeCue(u"one").Get()));
-    EXPECT_OK(m_dispatcher->Cue(ZQSubtitle_Cue_Event_Inactive, 3.5, MakeCue(u"two").Get()));
-    auto events = m_app.Events();
-    ASSERT_EQ(events.size(), 2u);
-    EXPECT_TRUE(events[0].event == ZQSubtitle_Cue_Event_Active && events[0].time == 2.5 && events[0].text == u"one");
-    EXPECT_EQ(events[0].thread, std::this_thread::get_id());
-    EXPECT_EQ(events[1].event, ZQSubtitle_Cue_Event_Inactive);
-    // Nothing is left for the window to do, and the events are gone.
-    MSG message;
-    EXPECT_FALSE(PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE));
-    EXPECT_EQ(ZQModule().GetLockCount(), m_baseLocks);
-}
-
-TEST_F(DispatcherTest, EventsFromAnotherThreadCollectUntilTheCallbackThreadPumps) {
-    ASSERT_OK(m_dispatcher->SetCallback(&m_app));
     CueFromWorker({u"a", u"b", u"c"});
     EXPECT_EQ(m_app.EventCount(), 0u);
-    // Each queued event holds the module until it is delivered.
-    EXPECT_GE(ZQModule().GetLockCount(), m_baseLocks + 3);
-
+    EXPECT_GE(ZQModule().GetLockCount(), m_baseLocks + 3) << "each queued event holds the module";
     ASSERT_TRUE(PumpUntil([&] { return m_app.EventCount() == 3; }));
     PumpMessages();
     EXPECT_EQ(Texts(m_app), (std::vector<std::u16string>{u"a", u"b", u"c"}));
-    for (const auto& record : m_app.Events())
+    EXPECT_EQ(ZQModule().GetLockCount(), m_baseLocks);
+
+    // A failing application changes nothing for the next event.
+    m_app.SetResponder([](const zqtest::CueEventRecord&) { return E_FAIL; });
+    EXPECT_OK(m_dispatcher->Cue(ZQSubtitle_Cue_Event_Active, 2.5, MakeCue(u"one").Get()));
+    EXPECT_OK(m_dispatcher->Cue(ZQSubtitle_Cue_Event_Inactive, 3.5, MakeCue(u"two").Get()));
+    auto events = m_app.Events();
+    ASSERT_EQ(events.size(), 5u);
+    EXPECT_EQ(events[3].event, ZQSubtitle_Cue_Event_Active);
+    EXPECT_EQ(events[3].time, 2.5);
+    EXPECT_EQ(events[3].text, u"one");
+    EXPECT_EQ(events[4].event, ZQSubtitle_Cue_Event_Inactive);
+    for (const auto& record : events)
         EXPECT_EQ(record.thread, std::this_thread::get_id());
+    MSG message;
+    EXPECT_FALSE(PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE)) << "nothing is left for the window to do";
     EXPECT_EQ(ZQModule().GetLockCount(), m_baseLocks);
 }
 
@@ -141,23 +135,35 @@ TEST_F(DispatcherTest, EventOnTheCallbackThreadDeliversAllPendingFirstInQueueOrd
     EXPECT_EQ(m_app.EventCount(), 4u);
 }
 
+// Released with events pending, on its callback's thread or on a foreign one where the window
+// can't end: until its own thread ends it, that orphaned window keeps the module.
 TEST_F(DispatcherTest, ReleasedWithEventsPendingDeliversNoneAndReleasesTheirCues) {
-    ASSERT_OK(m_dispatcher->SetCallback(&m_app));
-    CComPtr<IZQSubtitleCue> kept = MakeCue(u"kept by the application");
-    std::thread([&] {
-        EXPECT_OK(m_dispatcher->Cue(ZQSubtitle_Cue_Event_Active, 1.0, kept.Get()));
-        EXPECT_OK(m_dispatcher->Cue(ZQSubtitle_Cue_Event_Active, 1.0, MakeCue(u"dropped").Get()));
-    }).join();
-    HWND window = m_dispatcher->GetWindowHandle();
-    EXPECT_GT(ZQModule().GetLockCount(), m_baseLocks);
-
-    m_dispatcher.Release();
-    EXPECT_FALSE(IsWindow(window));
-    PumpMessages();
-    EXPECT_EQ(m_app.EventCount(), 0u);
-    EXPECT_EQ(m_app.References(), 0);
-    // Only this test's reference is left on the cue: it holds no module lock.
-    EXPECT_EQ(ZQModule().GetLockCount(), m_baseLocks);
+    for (bool foreign : {false, true}) {
+        SCOPED_TRACE(foreign ? "released on a foreign thread" : "released on the callback's thread");
+        if (foreign)
+            SetUp();
+        ASSERT_OK(m_dispatcher->SetCallback(&m_app));
+        CComPtr<IZQSubtitleCue> kept = MakeCue(u"kept by the application");
+        std::thread([&] {
+            EXPECT_OK(m_dispatcher->Cue(ZQSubtitle_Cue_Event_Active, 1.0, kept.Get()));
+            EXPECT_OK(m_dispatcher->Cue(ZQSubtitle_Cue_Event_Active, 1.0, MakeCue(u"dropped").Get()));
+        }).join();
+        HWND window = m_dispatcher->GetWindowHandle();
+        EXPECT_GT(ZQModule().GetLockCount(), m_baseLocks);
+        if (foreign) {
+            std::thread([&] { m_dispatcher.Release(); }).join();
+            EXPECT_TRUE(IsWindow(window));
+            EXPECT_EQ(ZQModule().GetLockCount(), m_baseLocks + 1) << "the orphaned window holds the module";
+            ASSERT_TRUE(PumpUntil([&] { return !IsWindow(window); }));
+        } else {
+            m_dispatcher.Release();
+            EXPECT_FALSE(IsWindow(window));
+            PumpMessages();
+        }
+        EXPECT_EQ(m_app.EventCount(), 0u);
+        EXPECT_EQ(m_app.References(), 0);
+        EXPECT_EQ(ZQModule().GetLockCount(), m_baseLocks) << "the cue the test keeps holds no module lock";
+    }
 }
 
 TEST_F(DispatcherTest, SeveralDispatchersShareTheWindowClass) {
@@ -185,21 +191,6 @@ TEST_F(DispatcherTest, SeveralDispatchersShareTheWindowClass) {
     EXPECT_EQ(m_app.EventCount(), 0u);
     EXPECT_TRUE(GetClassInfoW(instance, CZQDmxSubtitleCallback::kWindowClassName, &info));
     second.Release();
-}
-
-// Until its own thread ends it, the orphaned window keeps the module; its events never arrive.
-TEST_F(DispatcherTest, ReleaseOnAForeignThreadEndsTheWindowOnItsOwnThread) {
-    ASSERT_OK(m_dispatcher->SetCallback(&m_app));
-    HWND window = m_dispatcher->GetWindowHandle();
-    CueFromWorker({u"pending"});
-    std::thread([&] { m_dispatcher.Release(); }).join();
-
-    EXPECT_EQ(m_app.References(), 0);
-    EXPECT_TRUE(IsWindow(window));
-    EXPECT_EQ(ZQModule().GetLockCount(), m_baseLocks + 1) << "the orphaned window holds the module";
-    ASSERT_TRUE(PumpUntil([&] { return !IsWindow(window); }));
-    EXPECT_EQ(m_app.EventCount(), 0u);
-    EXPECT_EQ(ZQModule().GetLockCount(), m_baseLocks);
 }
 
 TEST_F(DispatcherTest, CallbackSetOnASecondThreadIsCalledThereAndEndsWithIt) {
