@@ -113,7 +113,7 @@ TEST_F(DmxSubtitleTest, StaysStoppedWithoutClockOrCallback) {
     EXPECT_EQ(m_callback.EventCount(), 0u);
 }
 
-TEST_F(DmxSubtitleTest, RunFromStoppedStartsOneWorkerAndKeepsTheFirstStart) {
+TEST_F(DmxSubtitleTest, RunFromStoppedStartsOneWorkerKeepsTheFirstStartAndRefusesGraphChanges) {
     SetCallback();
     m_clock.SetSeconds(50);
     ASSERT_OK(m_control->Run(Seconds(40)));
@@ -127,20 +127,12 @@ TEST_F(DmxSubtitleTest, RunFromStoppedStartsOneWorkerAndKeepsTheFirstStart) {
     EXPECT_HR(E_NOTIMPL, static_cast<HRESULT>(m_object->CallWorker(7)));
     WaitForFullTick();
 
-    ASSERT_OK(m_control->Stop());
-    EXPECT_FALSE(m_object->ThreadExists());
-    ASSERT_OK(m_control->Stop());
-    ASSERT_OK(m_control->Pause());  // a new worker, at stream time 0
-    EXPECT_TRUE(m_object->ThreadExists());
-    EXPECT_DOUBLE_EQ(StreamSeconds(), 0);
-}
-
-TEST_F(DmxSubtitleTest, RefusesGraphChangesUnlessStopped) {
-    SetCallback();
     RecordingCueCallback other;
-    for (bool running : {false, true}) {
-        SCOPED_TRACE(running ? "Running" : "Paused");
-        ASSERT_OK(running ? m_control->Run(0) : m_control->Pause());
+    for (bool paused : {false, true}) {
+        SCOPED_TRACE(paused ? "Paused" : "Running");
+        if (paused) {
+            ASSERT_OK(m_control->Pause());
+        }
         EXPECT_HR(VFW_E_WRONG_STATE, m_control->SetSyncSource(nullptr));
         EXPECT_HR(VFW_E_WRONG_STATE, m_control->JoinFilterGraph(nullptr));
         EXPECT_HR(VFW_E_WRONG_STATE, m_app->putref_Callback(&other));
@@ -149,6 +141,13 @@ TEST_F(DmxSubtitleTest, RefusesGraphChangesUnlessStopped) {
         EXPECT_EQ(current.Get(), &m_callback);
     }
     EXPECT_EQ(other.References(), 0);
+
+    ASSERT_OK(m_control->Stop());
+    EXPECT_FALSE(m_object->ThreadExists());
+    ASSERT_OK(m_control->Stop());
+    ASSERT_OK(m_control->Pause());  // a new worker, at stream time 0
+    EXPECT_TRUE(m_object->ThreadExists());
+    EXPECT_DOUBLE_EQ(StreamSeconds(), 0);
 }
 
 TEST_F(DmxSubtitleTest, IgnoresStreamOperationsWhenStoppedAndRefusesUnknownIdsOtherwise) {

@@ -398,44 +398,36 @@ TEST_F(MuxSubtitleTest, StopWaitsForAReceiveThatBlocksAndNothingFollowsIt) {
 
 // Hosts that call back into the object from their callbacks.
 
-TEST_F(MuxSubtitleTest, HostMayCallBackFromReceiveOnTheWorker) {
+TEST_F(MuxSubtitleTest, HostMayCallBackFromItsCallbacksButNotStartThePumpFromTrackCallbacks) {
     ConnectHost();
     const Bstr file(m_files.Write("a.srt", 2));
-    AddTrack(Mux(), m_files.Write("b.srt", 2));
-    std::vector<HRESULT> answers;
-    m_host.SetResponder([&](const MuxHostCall& call) {
-        if (call.kind != MuxHostCallKind::Receive || !answers.empty())
-            return S_OK;
-        CComPtr<IZQSubtitleTrackList> list;
-        LONGLONG data = 0;
-        answers = {Mux()->get_Tracks(&list), Control()->GetTrackData(1, &data), Control()->Run(),
-                   Control()->Stop(), Mux()->AddTextTrackFromFile(file, nullptr, nullptr, nullptr)};
-        return S_OK;
-    });
-    RunToTheEnd(1);
-    EXPECT_EQ((std::vector<HRESULT>{S_OK, S_OK, S_OK, VFW_E_WRONG_STATE, VFW_E_WRONG_STATE}), answers);
-    EXPECT_EQ(2u, m_host.CountCalls(MuxHostCallKind::Receive));
-}
-
-TEST_F(MuxSubtitleTest, HostMayCallBackFromItsTrackCallbacksButNotStartThePumpThere) {
-    ConnectHost();
-    std::vector<HRESULT> answers;
+    std::vector<HRESULT> fromAddTrack;
+    std::vector<HRESULT> fromReceive;
     LONG seenCount = 0;
     m_host.SetResponder([&](const MuxHostCall& call) {
-        if (call.kind != MuxHostCallKind::AddTrack)
-            return S_OK;
         CComPtr<IZQSubtitleTrackList> list;
         LONGLONG data = 0;
-        answers = {Mux()->get_Tracks(&list), Control()->GetTrackData(call.trackid, &data), Control()->Run(),
-                   Control()->Stop()};
-        list->get_Count(&seenCount);
+        if (call.kind == MuxHostCallKind::AddTrack) {
+            fromAddTrack = {Mux()->get_Tracks(&list), Control()->GetTrackData(call.trackid, &data), Control()->Run(),
+                            Control()->Stop()};
+            list->get_Count(&seenCount);
+        } else if (call.kind == MuxHostCallKind::Receive && fromReceive.empty()) {
+            fromReceive = {Mux()->get_Tracks(&list), Control()->GetTrackData(1, &data), Control()->Run(),
+                           Control()->Stop(), Mux()->AddTextTrackFromFile(file, nullptr, nullptr, nullptr)};
+        }
         return S_OK;
     });
-    AddTrack(Mux(), m_files.Write("a.srt", 2));
-    EXPECT_EQ((std::vector<HRESULT>{S_OK, S_OK, VFW_E_WRONG_STATE, S_OK}), answers);
+    const std::vector<HRESULT> trackAnswers{S_OK, S_OK, VFW_E_WRONG_STATE, S_OK};
+    AddTrack(Mux(), m_files.Write("b.srt", 2));
+    EXPECT_EQ(trackAnswers, fromAddTrack);
     EXPECT_EQ(1, seenCount) << "the new track is in the list while the host hears of it";
+    fromAddTrack.clear();
     EXPECT_OK(Control()->SetCallback(&m_host));
-    EXPECT_EQ(VFW_E_WRONG_STATE, answers[2]);
+    EXPECT_EQ(trackAnswers, fromAddTrack) << "the announcement of SetCallback";
+
+    RunToTheEnd(1);
+    EXPECT_EQ((std::vector<HRESULT>{S_OK, S_OK, S_OK, VFW_E_WRONG_STATE, VFW_E_WRONG_STATE}), fromReceive);
+    EXPECT_EQ(2u, m_host.CountCalls(MuxHostCallKind::Receive));
 }
 
 // Lifetime when the host lets the object go while it runs.
