@@ -35,19 +35,16 @@ TEST(Bstr, NullSourceGivesTerminatedStorageOfTheLength) {
     SysFreeString(bstr);
 }
 
-TEST(Bstr, NullBstrReadsAsEmptyAndFreesHarmlessly) {
-    EXPECT_EQ(SysStringLen(nullptr), 0u);
-    EXPECT_EQ(SysStringByteLen(nullptr), 0u);
-    EXPECT_EQ(SysAllocString(nullptr), nullptr);
-    SysFreeString(nullptr);
-}
-
-TEST(Bstr, AllocStringStopsAtTheNul) {
+TEST(Bstr, AllocStringStopsAtTheNulAndNullReadsAsEmpty) {
     BSTR bstr = SysAllocString(u"Hello");
     ASSERT_NE(bstr, nullptr);
     EXPECT_EQ(SysStringLen(bstr), 5u);
     EXPECT_EQ(std::u16string(bstr), u"Hello");
     SysFreeString(bstr);
+    EXPECT_EQ(SysStringLen(nullptr), 0u);
+    EXPECT_EQ(SysStringByteLen(nullptr), 0u);
+    EXPECT_EQ(SysAllocString(nullptr), nullptr);
+    SysFreeString(nullptr);
 }
 
 TEST(Bstr, ByteLengthMayBeOddAndIsStillTerminated) {

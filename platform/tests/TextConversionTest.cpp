@@ -63,13 +63,7 @@ INSTANTIATE_TEST_SUITE_P(
                       CodePageText{"Utf8", CP_UTF8, "\xE2\x82\xAC\xF0\x9F\x98\x80", u"€\U0001F600"}),
     [](const auto& row) { return std::string(row.param.name); });
 
-struct Undecodable {
-    const char* name;
-    UINT codePage;
-    std::string bytes;
-    std::u16string text;
-};
-
+using Undecodable = CodePageText;
 class UndecodableBytes : public ::testing::TestWithParam<Undecodable> {};
 
 TEST_P(UndecodableBytes, BecomeOneReplacementEachAndDecodingGoesOn) {

@@ -1,5 +1,4 @@
-// The stamped line: which fields the prefix has, in which order, and what
-// happens to leading line feeds, pauses and short buffers.
+// The stamped line: prefix fields and order, leading line feeds, pauses, short buffers.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -58,16 +57,10 @@ TEST_F(TraceFixture, ThreadFieldIsTheCallersId) {
     EXPECT_EQ(expected, Format("\nx"));
 }
 
-TEST_F(TraceFixture, TextWithoutLeadingLineFeedIsAContinuationWithoutPrefix) {
-    g_TraceFlags = kTraceTime | kTraceThreadId | kTraceHandleCount;
-    const char* text = "more of the line\n";
-    char buffer[64];
-    EXPECT_EQ(text, FormatTraceLine(buffer, sizeof buffer, text));
-}
-
-TEST_F(TraceFixture, LeadingLineFeedsBecomeCrLfAndSurplusMakesRoomForFields) {
+TEST_F(TraceFixture, LeadingLineFeedsContinuationsAndShortBuffers) {
     g_TraceFlags = 0;
     EXPECT_EQ("\r\n\r\n\r\nx", Format("\n\n\nx"));
+    EXPECT_EQ("\r\n0123", Format("\n0123456789", 7));
 
     // Forty line feeds can't all fit the prefix beside a stamp and an id:
     // the fields and the text stay whole.
@@ -78,11 +71,10 @@ TEST_F(TraceFixture, LeadingLineFeedsBecomeCrLfAndSurplusMakesRoomForFields) {
         << ::testing::PrintToString(line);
     EXPECT_LT(line.size() - std::strlen("tail"), 50u);
     EXPECT_GE(parts[1].length(), 2u);
-}
 
-TEST_F(TraceFixture, OutputIsCutToTheBuffer) {
-    g_TraceFlags = 0;
-    EXPECT_EQ("\r\n0123", Format("\n0123456789", 7));
+    // Without a leading line feed the text continues a line: no prefix.
+    g_TraceFlags |= kTraceHandleCount;
+    EXPECT_EQ("more of the line\n", Format("more of the line\n"));
 }
 
 TEST_F(TraceFixture, PauseOfMoreThan100MsShowsAsEmptyLine) {
@@ -107,7 +99,6 @@ TEST_F(TraceFixture, PauseOfMoreThan100MsShowsAsEmptyLine) {
 }
 
 TEST_F(TraceFixture, FlagsStartWithTheBuiltInBitOnly) {
-    // The fixture restores the flags after each test, so this holds in any order.
     EXPECT_EQ(kTraceBuiltIn, g_TraceFlags);
     WCHAR path[kTracePathChars];
     GetDefaultTracePath(path);
@@ -127,11 +118,7 @@ TEST_F(TraceFixture, BuiltInFlagsMakeNoTracerNoFileAndNoOutput) {
     EXPECT_EQ("", ::testing::internal::GetCapturedStderr());
 
     EXPECT_EQ(nullptr, GetTracerLink().GetTracer());
-    char name[600];
-    std::snprintf(name, sizeof name, "%08X.%d.%s", GetCurrentProcessId(), kTraceRecordNumber, m_file.c_str());
-    HANDLE record = CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 16, name);
-    EXPECT_NE(ERROR_ALREADY_EXISTS, GetLastError());
-    CloseHandle(record);
+    EXPECT_FALSE(tracetest::TraceRecordExists(m_file));
     EXPECT_TRUE(std::filesystem::is_empty(m_directory));
 }
 

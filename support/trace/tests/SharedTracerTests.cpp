@@ -1,6 +1,4 @@
-// The shared tracer on its own: line ends, the UTF-8 mark, batching by the
-// timer with the quiet time after a write, the move into a directory, and
-// many threads appending at once.
+// The shared tracer alone: line ends, the UTF-8 mark, timer batching, moves, many writers.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -19,8 +17,7 @@ using tracetest::kMark;
 using tracetest::MsSince;
 using tracetest::ReadBytes;
 
-/// A tracer of its own for each test, with one user, released at the end
-/// unless the test did it.
+/// A tracer with one user per test, released at the end unless the test did.
 class SharedTracerTest : public tracetest::TraceFixture {
 protected:
     void SetUp() override {
@@ -97,34 +94,31 @@ TEST_F(SharedTracerTest, FlushWaitsOutTheQuietTimeAndTheTimerWritesTheBatch) {
     EXPECT_EQ(std::string(kMark) + "\r\nfirst\r\nsecond\r\nthird", ReadBytes(m_file));
 }
 
-TEST_F(SharedTracerTest, MovesIntoADirectoryOfTheSameNameWhenThePathIsOne) {
+TEST_F(SharedTracerTest, MovesIntoADirectoryOfTheSameNameWhenThePathIsOneButOnlyOnce) {
+    auto tracePath = [] {
+        WCHAR path[kTracePathChars];
+        CopyTracePath(path);
+        return std::u16string(path);
+    };
     std::filesystem::path blocked = m_directory / "Blocked.log";
     std::filesystem::create_directory(blocked);
     SetTracePath(blocked.u16string().c_str());
-
     m_tracer->Append("moved");
     ReleaseTracer();
-
     EXPECT_EQ(std::string(kMark) + "moved", ReadBytes(blocked / "Blocked.log"));
-    WCHAR path[kTracePathChars];
-    CopyTracePath(path);
-    EXPECT_EQ((blocked / "Blocked.log").u16string(), std::u16string(path));
-}
+    EXPECT_EQ((blocked / "Blocked.log").u16string(), tracePath());
 
-TEST_F(SharedTracerTest, MovesOnlyOnce) {
-    std::filesystem::path blocked = m_directory / "Blocked.log";
-    std::filesystem::create_directories(blocked / "Blocked.log");
-    SetTracePath(blocked.u16string().c_str());
-
-    m_tracer->Append("lost");
-    m_tracer->WriteOut(reinterpret_cast<const BYTE*>("again"), 5);
-    ReleaseTracer();
-
-    // The second directory is not followed: the bytes are lost.
-    EXPECT_FALSE(std::filesystem::exists(blocked / "Blocked.log" / "Blocked.log"));
-    WCHAR path[kTracePathChars];
-    CopyTracePath(path);
-    EXPECT_EQ((blocked / "Blocked.log").u16string(), std::u16string(path));
+    // A second directory in the way is not followed: the bytes are lost.
+    std::filesystem::path twice = m_directory / "Twice.log";
+    std::filesystem::create_directories(twice / "Twice.log");
+    SetTracePath(twice.u16string().c_str());
+    CSharedTracer* tracer = CSharedTracer::Create();
+    tracer->AddUse();
+    tracer->Append("lost");
+    tracer->WriteOut(reinterpret_cast<const BYTE*>("again"), 5);
+    EXPECT_EQ(0, tracer->Release());
+    EXPECT_FALSE(std::filesystem::exists(twice / "Twice.log" / "Twice.log"));
+    EXPECT_EQ((twice / "Twice.log").u16string(), tracePath());
 }
 
 TEST_F(SharedTracerTest, LinesFromManyThreadsArriveWholeAndInOrderPerThread) {

@@ -1,11 +1,14 @@
 #include "support/trace/tests/TraceTestSupport.h"
 
 #include <atomic>
+#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <sstream>
 #include <thread>
 
+#include "zqplatform/diag.h"
+#include "zqplatform/status.h"
 #include "zqplatform/sync.h"
 
 namespace tracetest {
@@ -32,6 +35,15 @@ bool WaitUntil(const std::function<bool()>& condition, std::chrono::milliseconds
 
 long long MsSince(std::chrono::steady_clock::time_point start) {
     return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start).count();
+}
+
+bool TraceRecordExists(const std::filesystem::path& file) {
+    char name[600];
+    std::snprintf(name, sizeof name, "%08X.%d.%s", GetCurrentProcessId(), kTraceRecordNumber, file.c_str());
+    HANDLE record = CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 16, name);
+    bool existed = GetLastError() == ERROR_ALREADY_EXISTS;
+    CloseHandle(record);
+    return existed;
 }
 
 void TraceFixture::SetUp() {

@@ -24,6 +24,8 @@ bool WaitUntil(const std::function<bool()>& condition,
                std::chrono::milliseconds limit = std::chrono::seconds(10));
 /// Whole milliseconds of the steady clock since `start`.
 long long MsSince(std::chrono::steady_clock::time_point start);
+/// Whether this process's shared tracer record for `file` exists.
+bool TraceRecordExists(const std::filesystem::path& file);
 
 /// Saves and restores this copy's flags; gives each test its own directory
 /// and trace file path. The path is left pointing into the removed directory,
