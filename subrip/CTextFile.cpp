@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "subrip/ByteRuns.h"
 #include "zqplatform/fileapi.h"
 #include "zqplatform/sync.h"
 #include "zqplatform/text.h"
@@ -12,23 +13,6 @@ namespace {
 constexpr HRESULT kEndOfFile = HRESULT_FROM_WIN32(ERROR_HANDLE_EOF);
 constexpr size_t kHeadroom = 8;      // room for the tail of a straddling character
 constexpr size_t kChunkUnits = 512;  // decoded units gathered before they join the line
-
-constexpr uint64_t kHighBits = 0x8080808080808080ull;
-constexpr uint64_t kLowBits = 0x0101010101010101ull;
-
-constexpr bool HasZeroByte(uint64_t v) noexcept {
-    return ((v - kLowBits) & ~v & kHighBits) != 0;
-}
-
-constexpr bool HasByte(uint64_t v, unsigned char b) noexcept {
-    return HasZeroByte(v ^ (kLowBits * b));
-}
-
-uint64_t Load8(const unsigned char* p) noexcept {
-    uint64_t v;
-    std::memcpy(&v, p, sizeof v);
-    return v;
-}
 
 constexpr bool IsContinuation(unsigned char b) noexcept {
     return b >= 0x80 && b <= 0xBF;
@@ -194,12 +178,7 @@ HRESULT CTextFile::DetectEncoding() {
                 return hr;
         }
         const unsigned char* block = m_block.get();
-        while (m_end - m_pos >= 8) {
-            uint64_t v = Load8(block + m_pos);
-            if ((v & kHighBits) != 0 || HasZeroByte(v))
-                break;
-            m_pos += 8;
-        }
+        m_pos += ZQSevenBitRun(block + m_pos, m_end - m_pos, 0, 0, 0);
         if (m_pos == m_end)
             continue;
         unsigned char lead = block[m_pos++];
@@ -275,16 +254,14 @@ HRESULT CTextFile::ReadLineUtf8(std::u16string& line) {
         const unsigned char* p = block + m_pos;
         const unsigned char* end = block + m_end;
         while (p < end) {
-            // Runs of 7-bit bytes without CR or LF are copied eight at a time.
-            while (end - p >= 8) {
-                uint64_t v = Load8(p);
-                if ((v & kHighBits) != 0 || HasByte(v, '\n') || HasByte(v, '\r'))
-                    break;
-                char16_t* out = sink.Reserve(8);
-                for (int i = 0; i < 8; ++i)
-                    out[i] = p[i];
-                sink.Commit(8);
-                p += 8;
+            // Runs of 7-bit bytes without CR or LF, most of any line, are
+            // found and widened a block at a time.
+            for (size_t run = ZQSevenBitRun(p, end - p, '\n', '\r', '\r'); run > 0;) {
+                const size_t count = std::min(run, kChunkUnits);
+                ZQWidenSevenBit(p, count, sink.Reserve(count));
+                sink.Commit(count);
+                p += count;
+                run -= count;
             }
             if (p == end)
                 break;
@@ -411,16 +388,10 @@ HRESULT CTextFile::ReadLineNarrow(std::u16string& line) {
 void CTextFile::ConvertNarrowLine(std::u16string& line) {
     size_t length = std::strlen(m_narrow.c_str());
     const auto* bytes = reinterpret_cast<const unsigned char*>(m_narrow.data());
-    if (m_asciiIsIdentity) {
-        size_t i = 0;
-        while (i + 8 <= length && (Load8(bytes + i) & kHighBits) == 0)
-            i += 8;
-        while (i < length && bytes[i] < 0x80)
-            ++i;
-        if (i == length) {
-            line.assign(bytes, bytes + length);
-            return;
-        }
+    if (m_asciiIsIdentity && ZQSevenBitRun(bytes, length, 0, 0, 0) == length) {
+        line.resize(length);
+        ZQWidenSevenBit(bytes, length, line.data());
+        return;
     }
     UINT codePage = m_encoding == Encoding_Ascii ? CP_THREAD_ACP : m_codePage;
     // No code page gives more UTF-16 units than it has bytes.

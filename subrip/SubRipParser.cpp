@@ -11,10 +11,10 @@ namespace {
 
 // The cue counter: a number and nothing behind it, so that the %c finds the
 // end of the line and the scan stops at 1.
-constexpr std::string_view kCounterFormat = "%d%c";
+constexpr ZQScanFormat kCounterFormat("%d%c");
 // Four numbers for each time, their separators any single character; what
 // follows the stop time is not looked at.
-constexpr std::string_view kTimeFormat = "%d%c%d%c%d%c%d --> %d%c%d%c%d%c%d\n";
+constexpr ZQScanFormat kTimeFormat("%d%c%d%c%d%c%d --> %d%c%d%c%d%c%d\n");
 constexpr int kTimeFields = 14;
 
 constexpr uint64_t kUnitsPerMinute = 600000000;
@@ -33,16 +33,17 @@ REFERENCE_TIME TimeFromFields(int32_t hours, int32_t minutes, int32_t seconds, i
 
 bool IsCounter(std::u16string_view trimmed) noexcept {
     int32_t fields[2];
-    return ZQScanFields(trimmed, kCounterFormat, fields, 2) == 1;
+    return ZQScanFields<kCounterFormat>(trimmed, fields) == 1;
 }
 
-// Reads the text of the cue whose time line gave `fields`, and adds the cue.
-// Only a lone number behind at least one blank line ends the text; a read
-// that doesn't give a line ends it too, and the main loop's next read then
-// meets the same end or failure.
-HRESULT ReadCue(CTextFile& file, std::u16string& line, const int32_t (&fields)[kTimeFields], LONG trackid,
-                CZQSubtitleCueList& cues) {
-    std::u16string text;
+// Reads the text of the cue whose time line gave `fields` into `text` (the
+// caller's, so that its storage serves every cue), and adds the cue. Only a
+// lone number behind at least one blank line ends the text; a read that
+// doesn't give a line ends it too, and the main loop's next read then meets
+// the same end or failure.
+HRESULT ReadCue(CTextFile& file, std::u16string& line, std::u16string& text, const int32_t (&fields)[kTimeFields],
+                LONG trackid, CZQSubtitleCueList& cues) {
+    text.clear();
     bool blankSeen = false;
     while (file.ReadLine(line) == S_OK) {
         std::u16string_view trimmed = ZQTrimLine(line);
@@ -60,19 +61,20 @@ HRESULT ReadCue(CTextFile& file, std::u16string& line, const int32_t (&fields)[k
 
 HRESULT ParseLines(CTextFile& file, LONG trackid, CZQSubtitleCueList& cues) {
     std::u16string line;
+    std::u16string text;
     HRESULT hr = file.ReadLine(line);
     for (; hr == S_OK; hr = file.ReadLine(line)) {
         std::u16string_view trimmed = ZQTrimLine(line);
         if (trimmed.empty())
             continue;
         int32_t fields[kTimeFields];
-        int converted = ZQScanFields(trimmed, kTimeFormat, fields, kTimeFields);
+        int converted = ZQScanFields<kTimeFormat>(trimmed, fields);
         // A lone number between cues is a counter and says nothing.
         if (converted == 1)
             continue;
         if (converted != kTimeFields)
             return VFW_E_INVALID_FILE_FORMAT;
-        HRESULT added = ReadCue(file, line, fields, trackid, cues);
+        HRESULT added = ReadCue(file, line, text, fields, trackid, cues);
         if (FAILED(added))
             return added;
     }

@@ -50,13 +50,15 @@ HRESULT CZQSubtitleCueList::AddCue(LONG trackid, const WCHAR* text, size_t lengt
     const HRESULT hr = CZQSubtitleCue::Create(trackid, text, length, start, stop, &cue);
     if (FAILED(hr))
         ZQThrowStatus(hr);
-    Append(cue.Get());
+    Append(cue);
     return S_OK;
 }
 
-void CZQSubtitleCueList::Append(CZQSubtitleCue* cue) {
+void CZQSubtitleCueList::Append(CComPtr<CZQSubtitleCue>& held) {
     // The only step that can fail comes first, so a failure leaves the list
-    // as it was and the caller's reference takes the cue away again. A new
+    // as it was and the caller's reference takes the cue away again. Taking
+    // the reference over, rather than adding one, spares a count up and down
+    // and the module lock that a second reference takes and gives back. A new
     // block comes only when the last one is used up, and Clear gives all
     // blocks back, so the list always fills its blocks in order from their
     // first node: the timing walk relies on it.
@@ -65,7 +67,7 @@ void CZQSubtitleCueList::Append(CZQSubtitleCue* cue) {
     CueNode* node = m_freeNodes;
     m_freeNodes = node->next;
 
-    cue->AddRef();
+    CZQSubtitleCue* cue = held.Detach();
     node->cue = cue;
     node->start = cue->GetStart();
     node->stop = cue->GetStop();

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "support/CComPtr.h"
 #include "support/CRefObject.h"
 #include "zqsubtitle/ZQSubtitle.h"
 
@@ -107,8 +108,10 @@ private:
     CZQSubtitleCueList() noexcept = default;
     ~CZQSubtitleCueList() override;
 
-    /// Appends a cue that the caller holds; takes the list's own reference.
-    void Append(CZQSubtitleCue* cue);
+    /// Appends the cue and takes over the caller's reference to it, which
+    /// becomes the list's own. If the node can't be had, the status exception
+    /// leaves `cue` with the caller.
+    void Append(CComPtr<CZQSubtitleCue>& cue);
     /// Fills the free chain with a new block; raises E_OUTOFMEMORY.
     void GrowPool();
     /// The block whose first node is `first`.
