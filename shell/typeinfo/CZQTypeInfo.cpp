@@ -199,14 +199,24 @@ HRESULT CZQTypeInfo::QueryInterface(REFIID riid, void** ppvObject) noexcept {
     return S_OK;
 }
 
+// The module's own slot holds the first reference and doesn't keep the module
+// loaded; every reference beyond it is a client's, whose calls run this code,
+// so the step from one to two takes a module lock and the step back gives it
+// up. Otherwise CoFreeUnusedLibraries could unload the module under a client
+// that only kept a type information.
 ULONG CZQTypeInfo::AddRef() noexcept {
-    return m_refCount.fetch_add(1, std::memory_order_relaxed) + 1;
+    ULONG count = m_refCount.fetch_add(1, std::memory_order_relaxed) + 1;
+    if (count == 2)
+        ZQModule().Lock();
+    return count;
 }
 
 ULONG CZQTypeInfo::Release() noexcept {
     ULONG count = m_refCount.fetch_sub(1, std::memory_order_acq_rel) - 1;
     if (count == 0)
         delete this;
+    else if (count == 1)
+        ZQModule().Unlock();
     return count;
 }
 

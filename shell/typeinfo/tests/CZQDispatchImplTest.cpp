@@ -324,6 +324,18 @@ TEST_F(DispatchTest, TypeInfoIsSharedAndHandedOutWithOneReference) {
     ASSERT_OK(dmxTypeInfo->GetDocumentation(-1, &name, nullptr, nullptr, nullptr));
     EXPECT_EQ(u"IZQDmxSubtitle", FromBstr(name));
     SysFreeString(name);
+
+    // A type information a client kept holds the module when its objects
+    // are gone, and lets it go with its last client reference.
+    m_cue = nullptr;
+    other = nullptr;
+    m_dmx = nullptr;
+    m_mux = nullptr;
+    EXPECT_EQ(2, ZQModule().GetLockCount());
+    first = nullptr;
+    EXPECT_EQ(1, ZQModule().GetLockCount());
+    dmxTypeInfo = nullptr;
+    EXPECT_EQ(0, ZQModule().GetLockCount());
 }
 
 TEST_F(DispatchTest, ThreadsShareTheTypeInfoAndKeepItsCountBalanced) {
