@@ -9,6 +9,7 @@
 #include "subrip/SubRipParser.h"
 #include "subrip/tests/ScratchFile.h"
 #include "subtitle/CZQSubtitleCueList.h"
+#include "support/CComPtr.h"
 #include "zqsubtitle/ZQSubtitle.h"
 
 namespace zqsubriptest {
@@ -34,8 +35,7 @@ inline void PrintTo(const RecordedCue& cue, std::ostream* os) {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 
-/// A host callback that only keeps what Receive gives; not counted, it lives
-/// on the test's stack.
+/// A host callback on the test's stack that keeps what Receive gives.
 class CueRecorder final : public IZQMuxSubtitleControlCallback {
 public:
     HRESULT QueryInterface(REFIID, void** out) override {
@@ -57,8 +57,7 @@ public:
     std::vector<RecordedCue> Drain(CZQSubtitleCueList& list) {
         m_cues.clear();
         list.Rewind();
-        while (list.SendNext(this) == 0) {
-        }
+        while (list.SendNext(this) == 0) {}
         return m_cues;
     }
 
@@ -68,21 +67,11 @@ private:
 
 #pragma GCC diagnostic pop
 
-/// Holds the one reference to a new cue list.
-class CueListHolder {
-public:
-    CueListHolder() { CZQSubtitleCueList::Create(&m_list); }
-    ~CueListHolder() {
-        if (m_list != nullptr)
-            m_list->Release();
-    }
-    CueListHolder(const CueListHolder&) = delete;
-    CueListHolder& operator=(const CueListHolder&) = delete;
-    CZQSubtitleCueList& operator*() const { return *m_list; }
-
-private:
-    CZQSubtitleCueList* m_list = nullptr;
-};
+inline CComPtr<CZQSubtitleCueList> NewCueList() {
+    CComPtr<CZQSubtitleCueList> list;
+    CZQSubtitleCueList::Create(&list);
+    return list;
+}
 
 struct ParseResult {
     HRESULT status = E_UNEXPECTED;
@@ -98,16 +87,14 @@ inline ParseResult ParseFile(const std::u16string& path, UINT codePage) {
     if (FAILED(result.status))
         return result;
     result.encoding = file.GetEncoding();
-    CueListHolder list;
+    CComPtr<CZQSubtitleCueList> list = NewCueList();
     result.status = ZQParseSubRip(file, 7, *list);
-    CueRecorder recorder;
-    result.cues = recorder.Drain(*list);
+    result.cues = CueRecorder().Drain(*list);
     return result;
 }
 
 inline ParseResult ParseBytes(const std::string& bytes, UINT codePage = 1252) {
-    ScratchFile scratch(bytes);
-    return ParseFile(scratch.WidePath(), codePage);
+    return ParseFile(ScratchFile(bytes).WidePath(), codePage);
 }
 
 }  // namespace zqsubriptest

@@ -53,72 +53,48 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Combine(
         ::testing::Values(
             ParseCase{"TwoCues",
-                      "1\n00:00:01,000 --> 00:00:04,000\nHello\nworld\n\n2\n00:00:05,500 --> 00:00:07,250\nBye",
-                      S_OK,
+                      "1\n00:00:01,000 --> 00:00:04,000\nHello\nworld\n\n2\n00:00:05,500 --> 00:00:07,250\nBye", S_OK,
                       {Cue(kSecond, 4 * kSecond, "Hello\nworld\n\n"), Cue(55000000, 72500000, "Bye\n")}},
-            ParseCase{"HoursMinutesSecondsMilliseconds",
-                      "1\n01:02:03,004 --> 00:00:00,005\nA\n",
-                      S_OK,
+            ParseCase{"HoursMinutesSecondsMilliseconds", "1\n01:02:03,004 --> 00:00:00,005\nA\n", S_OK,
                       {Cue(37230040000, 50000, "A\n")}},
             ParseCase{"TimeLineInsideTextIsText",
-                      "00:00:01,000 --> 00:00:02,000\nA\n\n00:00:03,000 --> 00:00:04,000\nB\n",
-                      S_OK,
+                      "00:00:01,000 --> 00:00:02,000\nA\n\n00:00:03,000 --> 00:00:04,000\nB\n", S_OK,
                       {Cue(kSecond, 2 * kSecond, "A\n\n00:00:03,000 --> 00:00:04,000\nB\n")}},
-            ParseCase{"CounterNeedsABlankLineFirst",
-                      "1\n"s + kTime1 + "100\n2\n" + kTime2 + "x\n",
-                      S_OK,
+            ParseCase{"CounterNeedsABlankLineFirst", "1\n"s + kTime1 + "100\n2\n" + kTime2 + "x\n", S_OK,
                       {Cue(kSecond, 2 * kSecond, "100\n2\n00:00:03,000 --> 00:00:04,000\nx\n")}},
-            ParseCase{"NumberBehindBlankEndsTheCueAndStrayTextFails",
-                      "1\n"s + kTime1 + "First\n\n42\nMore text\n",
-                      VFW_E_INVALID_FILE_FORMAT,
-                      {}},
-            ParseCase{"NumberWithWordIsText",
-                      "1\n"s + kTime1 + "A\n\n2 fast\n\n3\n" + kTime2 + "B\n",
-                      S_OK,
+            ParseCase{"NumberBehindBlankEndsTheCueAndStrayTextFails", "1\n"s + kTime1 + "First\n\n42\nMore text\n",
+                      VFW_E_INVALID_FILE_FORMAT, {}},
+            ParseCase{"NumberWithWordIsText", "1\n"s + kTime1 + "A\n\n2 fast\n\n3\n" + kTime2 + "B\n", S_OK,
                       {Cue(kSecond, 2 * kSecond, "A\n\n2 fast\n\n"), Cue(3 * kSecond, 4 * kSecond, "B\n")}},
             ParseCase{"TimeLineLastGivesEmptyText", "1\n00:00:01,000 --> 00:00:02,000", S_OK,
                       {Cue(kSecond, 2 * kSecond, "")}},
-            ParseCase{"BlankThenCounterGivesOneLf",
-                      "1\n"s + kTime1 + "\n2\n" + kTime2 + "X\n",
-                      S_OK,
+            ParseCase{"BlankThenCounterGivesOneLf", "1\n"s + kTime1 + "\n2\n" + kTime2 + "X\n", S_OK,
                       {Cue(kSecond, 2 * kSecond, "\n"), Cue(3 * kSecond, 4 * kSecond, "X\n")}},
             ParseCase{"TrimsTextAndCountsSpaceLinesAsBlank",
-                      "1\n"s + kTime1 + "\t Hello \xC2\xA0\n  \t\n2\n" + kTime2 + "  B",
-                      S_OK,
+                      "1\n"s + kTime1 + "\t Hello \xC2\xA0\n  \t\n2\n" + kTime2 + "  B", S_OK,
                       {Cue(kSecond, 2 * kSecond, "Hello\n\n"), Cue(3 * kSecond, 4 * kSecond, "B\n")}},
             ParseCase{"PassesBlanksAndNumbersBeforeFirstCueKeepsTrailingBlanks",
-                      "\n\n7\n-8\n  \n1\n"s + kTime1 + "A\n\n\n",
-                      S_OK,
-                      {Cue(kSecond, 2 * kSecond, "A\n\n\n")}},
+                      "\n\n7\n-8\n  \n1\n"s + kTime1 + "A\n\n\n", S_OK, {Cue(kSecond, 2 * kSecond, "A\n\n\n")}},
             ParseCase{"OnlyBlanksAndNumbers", "\n1\n\n2\n", VFW_E_INVALID_FILE_FORMAT, {}},
             ParseCase{"EmptyFile", "", VFW_E_INVALID_FILE_FORMAT, {}},
             ParseCase{"TextBeforeFirstCue", "hello\n1\n"s + kTime1 + "A\n", VFW_E_INVALID_FILE_FORMAT, {}},
             ParseCase{"PartialTimeLine", "1\n00:00:01 --> 00:00:02\nA\n", VFW_E_INVALID_FILE_FORMAT, {}},
             ParseCase{"LaterBadLineLosesEarlierCues",
                       "1\n"s + kTime1 + "A\n\n2\n" + kTime2 + "B\n\n3\n00:00:05,000 -> 00:00:06,000\nC\n",
-                      VFW_E_INVALID_FILE_FORMAT,
-                      {}},
-            ParseCase{"TextBehindStopTimeIsIgnored",
-                      "1\n00:00:01,000 --> 00:00:02,000 X1:40 X2:600\nA\n",
-                      S_OK,
+                      VFW_E_INVALID_FILE_FORMAT, {}},
+            ParseCase{"TextBehindStopTimeIsIgnored", "1\n00:00:01,000 --> 00:00:02,000 X1:40 X2:600\nA\n", S_OK,
                       {Cue(kSecond, 2 * kSecond, "A\n")}},
             ParseCase{"StopBeforeStartAndNegativeHoursPass",
-                      "1\n00:00:02,000 --> 00:00:01,000\nA\n\n2\n-1:00:00,000 --> 00:00:01,000\nB\n",
-                      S_OK,
+                      "1\n00:00:02,000 --> 00:00:01,000\nA\n\n2\n-1:00:00,000 --> 00:00:01,000\nB\n", S_OK,
                       {Cue(2 * kSecond, kSecond, "A\n\n"), Cue(-36000000000, kSecond, "B\n")}},
-            ParseCase{"MillisecondsCountAsWritten",
-                      "1\n00:00:01,5 --> 00:01:75,12345\nA\n",
-                      S_OK,
+            ParseCase{"MillisecondsCountAsWritten", "1\n00:00:01,5 --> 00:01:75,12345\nA\n", S_OK,
                       {Cue(kSecond + 50000, 600000000 + 75 * kSecond + 123450000, "A\n")}},
-            ParseCase{"HugeHoursWrapInsteadOfOverflowing",
-                      "1\n2147483647:00:00,000 --> -2147483648:00:00,000\nA\n",
+            ParseCase{"HugeHoursWrapInsteadOfOverflowing", "1\n2147483647:00:00,000 --> -2147483648:00:00,000\nA\n",
                       S_OK,
                       {Cue(static_cast<REFERENCE_TIME>(uint64_t{2147483647} * 36000000000u),
                            static_cast<REFERENCE_TIME>(uint64_t{0} - uint64_t{2147483648} * 36000000000u), "A\n")}},
-            ParseCase{"NulCutsTheLineInTheText",
-                      "\xEF\xBB\xBF" "1\n"s + kTime1 + "ab\0cd\n\0\n2\n"s + kTime2 + "x\n",
-                      S_OK,
-                      {Cue(kSecond, 2 * kSecond, "ab\n\n"), Cue(3 * kSecond, 4 * kSecond, "x\n")}},
+            ParseCase{"NulCutsTheLineInTheText", "\xEF\xBB\xBF" "1\n"s + kTime1 + "ab\0cd\n\0\n2\n"s + kTime2 + "x\n",
+                      S_OK, {Cue(kSecond, 2 * kSecond, "ab\n\n"), Cue(3 * kSecond, 4 * kSecond, "x\n")}},
             ParseCase{"AccentedTextInUtf8", "\xEF\xBB\xBF" "1\n"s + kTime1 + "\xC3\xA9t\xC3\xA9 \xE2\x82\xAC\n", S_OK,
                       {Cue(kSecond, 2 * kSecond, "\xC3\xA9t\xC3\xA9 \xE2\x82\xAC\n")}},
             ParseCase{"AccentedTextInCodePage", "1\n"s + kTime1 + "\xE9t\xE9 \x80\n", S_OK,
@@ -141,17 +117,17 @@ TEST(SubRipParser, RewindsBeforeReading) {
     std::u16string line;
     ASSERT_OK(file.ReadLine(line));
     ASSERT_OK(file.ReadLine(line));
-    CueListHolder list;
+    CComPtr<CZQSubtitleCueList> list = NewCueList();
     EXPECT_OK(ZQParseSubRip(file, 3, *list));
     EXPECT_EQ((Cues{{3, kSecond, 2 * kSecond, "A\n"}}), CueRecorder().Drain(*list));
 }
 
 TEST(SubRipParser, FailedRewindLeavesTheListAlone) {
-    CueListHolder list;
-    (*list).AddCue(7, u"kept", 0, 1);
+    CComPtr<CZQSubtitleCueList> list = NewCueList();
+    list->AddCue(7, u"kept", 0, 1);
     CTextFile closed(CTextFile::Encoding_Auto, 1252);
     EXPECT_HR(E_FAIL, ZQParseSubRip(closed, 7, *list));
-    EXPECT_EQ(1u, (*list).GetCount());
+    EXPECT_EQ(1u, list->GetCount());
 }
 
 TEST(SubRipParser, ReadFailureClearsTheList) {
@@ -164,9 +140,9 @@ TEST(SubRipParser, ReadFailureClearsTheList) {
         HRESULT opened = file.Open(scratch.WidePath().c_str());
         ZQStreamInjectReadFault(-1, 0);
         ASSERT_OK(opened);
-        CueListHolder list;
+        CComPtr<CZQSubtitleCueList> list = NewCueList();
         EXPECT_HR(HRESULT_FROM_WIN32(ZQWin32ErrorFromErrno(EIO)), ZQParseSubRip(file, 7, *list));
-        EXPECT_EQ(0u, (*list).GetCount());
+        EXPECT_EQ(0u, list->GetCount());
     }
 }
 
