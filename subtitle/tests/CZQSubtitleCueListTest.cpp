@@ -2,11 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <string>
 #include <vector>
 
 #include "subtitle/CZQSubtitleCue.h"
+#include "subtitle/tests/FailingAllocations.h"
 #include "support/CComPtr.h"
+#include "support/CStatusException.h"
 #include "support/CZQSubtitleModule.h"
 #include "tests/support/HResultAssertions.h"
 #include "tests/support/RecordingCueCallback.h"
@@ -16,21 +19,32 @@
 namespace {
 
 using zqtest::CueEventRecord;
+using zqtest::FailNthAllocation;
 using zqtest::MuxHostCall;
-using zqtest::MuxHostCallKind;
-using zqtest::RecordingCueCallback;
-using zqtest::RecordingMuxHost;
+using Strings = std::vector<std::string>;
 
 constexpr HRESULT kSent = 0;
 constexpr HRESULT kNothingLeft = 1;
+
+/// The status that `body` raised as a status exception, or S_OK.
+template <class F>
+HRESULT RaisedStatus(F&& body) {
+    try {
+        body();
+    } catch (const CStatusException& e) {
+        return e.Status();
+    } catch (...) {
+        ADD_FAILURE() << "an exception other than the status exception escaped";
+        return E_UNEXPECTED;
+    }
+    return S_OK;
+}
 
 class CueListTest : public ::testing::Test {
 protected:
     void SetUp() override {
         m_lockCountAtStart = ZQModule().GetLockCount();
-        CZQSubtitleCueList* list = nullptr;
-        ASSERT_OK(CZQSubtitleCueList::Create(&list));
-        m_list.Attach(list);
+        ASSERT_OK(CZQSubtitleCueList::Create(&m_list));
     }
 
     void TearDown() override {
@@ -44,52 +58,51 @@ protected:
     void AddNumberedCues(int count, LONG trackid = 2) {
         const int first = static_cast<int>(m_list->GetCount());
         for (int i = first; i < first + count; ++i) {
-            const std::u16string text(std::u16string(1, static_cast<char16_t>(u'0' + i % 10)));
+            const std::u16string text(1, static_cast<char16_t>(u'0' + i % 10));
             ASSERT_OK(m_list->AddCue(trackid, text.c_str(), 10 * i, 10 * i + 10));
         }
     }
 
-    /// Sends until the list gives 1 and answers the texts that went out.
-    std::vector<std::string> SendAll() {
-        std::vector<std::string> sent;
+    /// Rewinds, sends until the list gives 1 and answers the texts that went out.
+    Strings SendAll() {
         m_host.ClearCalls();
+        EXPECT_OK(m_list->Rewind());
         HRESULT hr = kSent;
         while ((hr = m_list->SendNext(&m_host)) == kSent) {}
         EXPECT_HR(kNothingLeft, hr);
-        for (const MuxHostCall& call : m_host.Calls(MuxHostCallKind::Receive))
+        Strings sent;
+        for (const MuxHostCall& call : m_host.Calls(zqtest::MuxHostCallKind::Receive))
             sent.push_back(call.data);
         return sent;
     }
 
+    /// The events so far as "+text[start]@time" (Active) and "-text[start]@time".
+    Strings Events() {
+        Strings seen;
+        for (const CueEventRecord& e : m_callback.Events())
+            seen.push_back((e.event == ZQSubtitle_Cue_Event_Active ? "+" : "-") +
+                           std::string(e.text.begin(), e.text.end()) + "[" + std::to_string(std::lround(e.start * 1e7)) +
+                           "]@" + std::to_string(std::lround(e.time * 1e7)));
+        return seen;
+    }
+
     LONG m_lockCountAtStart = 0;
     CComPtr<CZQSubtitleCueList> m_list;
-    RecordingMuxHost m_host;
-    RecordingCueCallback m_callback;
+    zqtest::RecordingMuxHost m_host;
+    zqtest::RecordingCueCallback m_callback;
 };
 
-TEST_F(CueListTest, SendsNothingBeforeTheFirstRewind) {
-    AddNumberedCues(3);
-    EXPECT_HR(kNothingLeft, m_list->SendNext(&m_host));
-    EXPECT_EQ(m_host.Calls().size(), 0u);
-}
-
-TEST_F(CueListTest, SendsEachCueOnceInInsertionOrderThenReportsTheEndRepeatedly) {
-    ASSERT_OK(m_list->Rewind());
-    EXPECT_HR(kNothingLeft, m_list->SendNext(&m_host));
-
+TEST_F(CueListTest, SendsEachCueOnceInInsertionOrderAfterRewindThenReportsTheEndRepeatedly) {
     AddNumberedCues(12, 6);
-    ASSERT_OK(m_list->Rewind());
-    EXPECT_EQ(SendAll(), (std::vector<std::string>{"0", "1", "2", "3", "4", "5", "6", "7", "8", "9", "0", "1"}));
-    const std::vector<MuxHostCall> calls = m_host.Calls();
-    EXPECT_EQ(calls[11].trackid, 6);
-    EXPECT_EQ(calls[11].start, 110);
-    EXPECT_EQ(calls[11].stop, 120);
+    EXPECT_HR(kNothingLeft, m_list->SendNext(&m_host)) << "nothing before the first Rewind";
+    EXPECT_EQ(SendAll(), (Strings{"0", "1", "2", "3", "4", "5", "6", "7", "8", "9", "0", "1"}));
+    const MuxHostCall last = m_host.Calls()[11];
+    EXPECT_EQ(std::make_tuple(last.trackid, last.start, last.stop), std::make_tuple(6, 110, 120));
     EXPECT_HR(kNothingLeft, m_list->SendNext(&m_host));
 
     // A cue added at the end after the list ran out waits for a new Rewind.
     AddNumberedCues(1);
     EXPECT_HR(kNothingLeft, m_list->SendNext(&m_host));
-    ASSERT_OK(m_list->Rewind());
     EXPECT_EQ(SendAll().size(), 13u);
 }
 
@@ -102,9 +115,8 @@ TEST_F(CueListTest, SendNextPassesACueWhoseSendFailedAndHidesAPositiveHostStatus
     EXPECT_HR(kSent, m_list->SendNext(&m_host));
     EXPECT_HR(kSent, m_list->SendNext(&m_host));
     EXPECT_HR(kNothingLeft, m_list->SendNext(&m_host));
-    const std::vector<MuxHostCall> calls = m_host.Calls();
-    ASSERT_EQ(calls.size(), 3u);
-    EXPECT_EQ(calls[1].data, "1");
+    ASSERT_EQ(m_host.Calls().size(), 3u);
+    EXPECT_EQ(m_host.Calls()[1].data, "1");
 }
 
 TEST_F(CueListTest, UpdateActiveReportsInListOrderSoAnEndComesBeforeTheNextStart) {
@@ -112,18 +124,8 @@ TEST_F(CueListTest, UpdateActiveReportsInListOrderSoAnEndComesBeforeTheNextStart
     EXPECT_OK(m_list->UpdateActive(true, &m_callback, 5));
     EXPECT_OK(m_list->UpdateActive(true, &m_callback, 10));
     EXPECT_OK(m_list->UpdateActive(true, &m_callback, 35));
-    const std::vector<CueEventRecord> events = m_callback.Events();
-    ASSERT_EQ(events.size(), 4u);
-    EXPECT_EQ(events[0].event, ZQSubtitle_Cue_Event_Active);
-    EXPECT_EQ(events[0].text, u"0");
-    EXPECT_EQ(events[1].event, ZQSubtitle_Cue_Event_Inactive);
-    EXPECT_EQ(events[1].text, u"0");
-    EXPECT_EQ(events[2].event, ZQSubtitle_Cue_Event_Active);
-    EXPECT_EQ(events[2].text, u"1");
-    EXPECT_DOUBLE_EQ(events[2].time, 10 / 1e7);
-    EXPECT_EQ(events[3].event, ZQSubtitle_Cue_Event_Inactive);
-    EXPECT_EQ(events[3].text, u"1");
     // Cue 2 lay wholly between the last two passes and fired nothing.
+    EXPECT_EQ(Events(), (Strings{"+0[0]@5", "-0[0]@10", "+1[10]@10", "-1[10]@35"}));
 }
 
 TEST_F(CueListTest, UpdateActiveStopsAtTheFirstFailureAndTestsTheRestNextPass) {
@@ -132,38 +134,24 @@ TEST_F(CueListTest, UpdateActiveStopsAtTheFirstFailureAndTestsTheRestNextPass) {
     ASSERT_OK(m_list->AddCue(2, u"late", 0, 100));
     m_callback.SetResponder([](const CueEventRecord& e) { return e.text == u"wide" ? E_ABORT : S_OK; });
     EXPECT_HR(E_ABORT, m_list->UpdateActive(true, &m_callback, 5));
-    EXPECT_EQ(m_callback.EventCount(), 2u);
-
-    // "wide" stays active; "late" is tested at the next pass with its time.
     m_callback.ClearEvents();
     EXPECT_OK(m_list->UpdateActive(true, &m_callback, 7));
-    const std::vector<CueEventRecord> events = m_callback.Events();
-    ASSERT_EQ(events.size(), 1u);
-    EXPECT_EQ(events[0].text, u"late");
-    EXPECT_DOUBLE_EQ(events[0].time, 7 / 1e7);
+    EXPECT_EQ(Events(), (Strings{"+late[0]@7"})) << "\"wide\" stays active";
 }
 
 TEST_F(CueListTest, UpdateActiveSweepsAListOfManyBlocksCueByCueInListOrder) {
-    // Enough blocks for the walk to step from block to block well past its
-    // lookahead, the last block only half full.
+    // Enough blocks to step well past the walk's lookahead, the last one half full.
     constexpr int kCues = 95;
     AddNumberedCues(kCues);
-    for (int i = 0; i < kCues; ++i)
-        EXPECT_OK(m_list->UpdateActive(true, &m_callback, 10 * i + 5));
-    const std::vector<CueEventRecord> events = m_callback.Events();
-    ASSERT_EQ(events.size(), 2u * kCues - 1);
+    Strings expected;
     for (int i = 0; i < kCues; ++i) {
-        SCOPED_TRACE(i);
-        // Pass i ends cue i - 1 and then starts cue i.
-        const CueEventRecord& active = events[i == 0 ? 0 : 2 * i];
-        EXPECT_EQ(active.event, ZQSubtitle_Cue_Event_Active);
-        EXPECT_DOUBLE_EQ(active.start, 10 * i / 1e7);
-        EXPECT_DOUBLE_EQ(active.time, (10 * i + 5) / 1e7);
-        if (i > 0) {
-            EXPECT_EQ(events[2 * i - 1].event, ZQSubtitle_Cue_Event_Inactive);
-            EXPECT_DOUBLE_EQ(events[2 * i - 1].start, 10 * (i - 1) / 1e7);
-        }
+        EXPECT_OK(m_list->UpdateActive(true, &m_callback, 10 * i + 5));
+        const std::string at = "]@" + std::to_string(10 * i + 5);
+        if (i > 0)
+            expected.push_back("-" + std::to_string((i - 1) % 10) + "[" + std::to_string(10 * i - 10) + at);
+        expected.push_back("+" + std::to_string(i % 10) + "[" + std::to_string(10 * i) + at);
     }
+    EXPECT_EQ(Events(), expected);
 }
 
 TEST_F(CueListTest, UpdateActiveEndsThePassWhenACallbackClearsTheList) {
@@ -186,10 +174,8 @@ TEST_F(CueListTest, DeactivateAllTellsWhetherAnyCueWasActive) {
     EXPECT_OK(m_list->UpdateActive(true, &m_callback, 15));
     EXPECT_OK(m_list->DeactivateAll(&wasActive));
     EXPECT_TRUE(wasActive);
-    EXPECT_EQ(m_callback.EventCount(), 1u);
-    // All inactive now: the same time fires Active again.
     EXPECT_OK(m_list->UpdateActive(true, &m_callback, 15));
-    EXPECT_EQ(m_callback.EventCount(), 2u);
+    EXPECT_EQ(Events(), (Strings{"+1[10]@15", "+1[10]@15"})) << "silent, and all inactive afterwards";
 }
 
 TEST_F(CueListTest, SetTrackIDStopsAtTheFirstCueThatRefuses) {
@@ -197,7 +183,6 @@ TEST_F(CueListTest, SetTrackIDStopsAtTheFirstCueThatRefuses) {
     ASSERT_OK(m_list->AddCue(5, u"b", 0, 1));
     ASSERT_OK(m_list->AddCue(0, u"c", 0, 1));
     EXPECT_HR(E_INVALIDARG, m_list->SetTrackID(7));
-    ASSERT_OK(m_list->Rewind());
     SendAll();
     std::vector<LONG> ids;
     for (const MuxHostCall& call : m_host.Calls())
@@ -206,33 +191,27 @@ TEST_F(CueListTest, SetTrackIDStopsAtTheFirstCueThatRefuses) {
 }
 
 TEST_F(CueListTest, TakesNodesTenToABlockAndGivesEveryBlockBackAtClear) {
-    m_list->Clear();
-    EXPECT_EQ(m_list->GetBlockCount(), 0u);
     AddNumberedCues(10);
     EXPECT_EQ(m_list->GetBlockCount(), 1u);
     AddNumberedCues(1);
     EXPECT_EQ(m_list->GetBlockCount(), 2u);
     AddNumberedCues(9);
     EXPECT_EQ(m_list->GetBlockCount(), 2u);
-
     m_list->Clear();
     EXPECT_EQ(m_list->GetCount(), 0u);
     EXPECT_EQ(m_list->GetBlockCount(), 0u);
-    ASSERT_OK(m_list->Rewind());
-    EXPECT_HR(kNothingLeft, m_list->SendNext(&m_host));
-
+    EXPECT_EQ(SendAll(), Strings{});
     ASSERT_OK(m_list->AddCue(1, u"again", 0, 1));
     EXPECT_EQ(m_list->GetBlockCount(), 1u);
-    ASSERT_OK(m_list->Rewind());
-    EXPECT_EQ(SendAll(), std::vector<std::string>{"again"});
+    EXPECT_EQ(SendAll(), Strings{"again"});
 }
 
 TEST_F(CueListTest, ACueHeldOutsideOutlivesClearWithItsValuesAndHoldsTheModuleUntilThen) {
     const LONG withList = ZQModule().GetLockCount();
+    EXPECT_EQ(withList, m_lockCountAtStart + 1);
     ASSERT_OK(m_list->AddCue(8, u"kept", 10, 20));
     AddNumberedCues(2);
-    // Cues that only the list holds keep no lock of their own.
-    EXPECT_EQ(ZQModule().GetLockCount(), withList);
+    EXPECT_EQ(ZQModule().GetLockCount(), withList) << "cues only the list holds keep no lock";
 
     CComPtr<IZQSubtitleCue> held;
     m_callback.SetResponder([&held](const CueEventRecord& e) {
@@ -243,10 +222,15 @@ TEST_F(CueListTest, ACueHeldOutsideOutlivesClearWithItsValuesAndHoldsTheModuleUn
     EXPECT_OK(m_list->UpdateActive(true, &m_callback, 15));
     ASSERT_TRUE(held);
     EXPECT_EQ(ZQModule().GetLockCount(), withList + 1);
+    ASSERT_OK(m_list->Rewind());
+    EXPECT_HR(kSent, m_list->SendNext(&m_host));
+    EXPECT_EQ(held->AddRef(), 3u) << "walks and sends gave back what they took";
+    EXPECT_EQ(held->Release(), 2u);
+    EXPECT_EQ(m_list->AddRef(), 2u);
+    EXPECT_EQ(m_list->Release(), 1u);
 
     m_list->Clear();
-    // Now the outside reference is the only one, and a lone reference of a
-    // cached object doesn't hold the module.
+    // A lone outside reference of a cached object doesn't hold the module.
     EXPECT_EQ(ZQModule().GetLockCount(), withList);
     BSTR text = nullptr;
     ASSERT_OK(held->get_Text(&text));
@@ -255,34 +239,83 @@ TEST_F(CueListTest, ACueHeldOutsideOutlivesClearWithItsValuesAndHoldsTheModuleUn
     double seconds = 0;
     ASSERT_OK(held->get_Stop(&seconds));
     EXPECT_DOUBLE_EQ(seconds, 20 / 1e7);
-    LONG trackid = 0;
-    ASSERT_OK(held->get_trackid(&trackid));
-    EXPECT_EQ(trackid, 8);
     EXPECT_EQ(held->AddRef(), 2u);
     EXPECT_EQ(held->Release(), 1u);
 }
 
-TEST_F(CueListTest, HoldsOneModuleLockAndOneReferencePerCue) {
-    EXPECT_EQ(ZQModule().GetLockCount(), m_lockCountAtStart + 1);
-    ASSERT_OK(m_list->AddCue(1, u"a", 0, 100));
-    IZQSubtitleCue* cue = nullptr;
-    m_callback.SetResponder([&cue](const CueEventRecord& e) {
-        cue = e.cue;
-        return S_OK;
-    });
-    EXPECT_OK(m_list->UpdateActive(true, &m_callback, 50));
-    ASSERT_NE(cue, nullptr);
-    ASSERT_OK(m_list->Rewind());
-    EXPECT_HR(kSent, m_list->SendNext(&m_host));
-    // Walks and sends gave back whatever they took.
-    EXPECT_EQ(cue->AddRef(), 2u);
-    EXPECT_EQ(cue->Release(), 1u);
-    EXPECT_EQ(m_list->AddRef(), 2u);
-    EXPECT_EQ(m_list->Release(), 1u);
+// Memory running out at each allocation the list makes.
+class CueListOutOfMemoryTest : public CueListTest {
+protected:
+    void SetUp() override {
+        CueListTest::SetUp();
+        for (int i = 0; i < 10; ++i)  // a full first block: the next cue needs a second one
+            ASSERT_OK(m_list->AddCue(1, u"short", i, i + 1));
+    }
+};
+
+TEST_F(CueListOutOfMemoryTest, AddCueRaisesOutOfMemoryAtEachAllocationAndLeavesTheListAsItWas) {
+    const std::u16string text(100, u'x');  // long enough for an allocation of its own
+    long failures = 0;
+    for (long n = 0;; ++n) {
+        SCOPED_TRACE(n);
+        const LONG locks = ZQModule().GetLockCount();
+        HRESULT raised = S_OK;
+        bool triggered = false;
+        {
+            FailNthAllocation fail(n);
+            raised = RaisedStatus([&] { m_list->AddCue(1, text.c_str(), text.size(), 100, 200); });
+            triggered = fail.Triggered();
+        }
+        if (!triggered) {
+            EXPECT_OK(raised);
+            break;
+        }
+        ++failures;
+        EXPECT_HR(E_OUTOFMEMORY, raised);
+        EXPECT_EQ(m_list->GetCount(), 10u);
+        EXPECT_EQ(m_list->GetBlockCount(), 1u);
+        EXPECT_EQ(ZQModule().GetLockCount(), locks);
+    }
+    EXPECT_GE(failures, 3) << "the cue object, its text and the second block";
+    const Strings sent = SendAll();
+    ASSERT_EQ(sent.size(), 11u);
+    EXPECT_EQ(sent.back(), std::string(100, 'x'));
 }
 
-TEST(CueListCreateTest, RefusesANullOut) {
+TEST_F(CueListOutOfMemoryTest, SendNextRaisesForALongTextAndHasPassedTheCue) {
+    const std::u16string text(2000, u'y');
+    ASSERT_OK(m_list->AddCue(1, text.c_str(), 0, 1));
+    ASSERT_OK(m_list->AddCue(1, u"after", 0, 1));
+    ASSERT_OK(m_list->Rewind());
+    for (int i = 0; i < 10; ++i)
+        ASSERT_OK(m_list->SendNext(&m_host));
+    {
+        FailNthAllocation fail(0);
+        EXPECT_HR(E_OUTOFMEMORY, RaisedStatus([&] { m_list->SendNext(&m_host); }));
+        EXPECT_TRUE(fail.Triggered());
+    }
+    m_host.ClearCalls();
+    EXPECT_OK(m_list->SendNext(&m_host));
+    ASSERT_EQ(m_host.Calls().size(), 1u);
+    EXPECT_EQ(m_host.Calls()[0].data, "after");
+}
+
+TEST(CueListCreateTest, AnswersOutOfMemoryAndNullOutAsStatuses) {
+    const LONG locks = ZQModule().GetLockCount();
     EXPECT_HR(E_POINTER, CZQSubtitleCueList::Create(nullptr));
+    CZQSubtitleCueList* list = reinterpret_cast<CZQSubtitleCueList*>(1);
+    CZQSubtitleCue* cue = reinterpret_cast<CZQSubtitleCue*>(1);
+    {
+        FailNthAllocation fail(0);
+        EXPECT_HR(E_OUTOFMEMORY, CZQSubtitleCueList::Create(&list));
+    }
+    {
+        FailNthAllocation fail(0);
+        EXPECT_HR(E_OUTOFMEMORY, CZQSubtitleCue::Create(0, u"x", 1, 0, 1, &cue));
+    }
+    EXPECT_EQ(list, nullptr);
+    EXPECT_EQ(cue, nullptr);
+    EXPECT_EQ(ZQModule().GetLockCount(), locks);
 }
 
 }  // namespace

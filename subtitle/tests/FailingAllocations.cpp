@@ -9,18 +9,11 @@ namespace {
 thread_local long t_allocationsBeforeFailure = -1;
 thread_local bool t_failed = false;
 
-bool ShouldFail() noexcept {
-    if (t_allocationsBeforeFailure < 0)
-        return false;
-    if (t_allocationsBeforeFailure-- > 0)
-        return false;
-    t_failed = true;
-    return true;
-}
-
 void* Allocate(std::size_t size) noexcept {
-    if (ShouldFail())
+    if (t_allocationsBeforeFailure >= 0 && t_allocationsBeforeFailure-- == 0) {
+        t_failed = true;
         return nullptr;
+    }
     return std::malloc(size != 0 ? size : 1);
 }
 
@@ -43,10 +36,9 @@ bool FailNthAllocation::Triggered() const noexcept {
 
 }  // namespace zqtest
 
-// The replacements are visible to every library of the process, so that an
-// allocation and its release always meet the same pair.
+// Visible to every library of the process, so that an allocation and its
+// release always meet the same pair; malloc and free underneath.
 #define ZQTEST_EXPORT __attribute__((visibility("default")))
-// The pairs below are malloc and free underneath, which the compiler can't see.
 #pragma GCC diagnostic ignored "-Wmismatched-new-delete"
 
 ZQTEST_EXPORT void* operator new(std::size_t size) {
@@ -55,39 +47,12 @@ ZQTEST_EXPORT void* operator new(std::size_t size) {
         throw std::bad_alloc();
     return p;
 }
-
-ZQTEST_EXPORT void* operator new[](std::size_t size) {
-    return operator new(size);
-}
-
-ZQTEST_EXPORT void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return Allocate(size);
-}
-
-ZQTEST_EXPORT void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    return Allocate(size);
-}
-
-ZQTEST_EXPORT void operator delete(void* p) noexcept {
-    std::free(p);
-}
-
-ZQTEST_EXPORT void operator delete[](void* p) noexcept {
-    std::free(p);
-}
-
-ZQTEST_EXPORT void operator delete(void* p, std::size_t) noexcept {
-    std::free(p);
-}
-
-ZQTEST_EXPORT void operator delete[](void* p, std::size_t) noexcept {
-    std::free(p);
-}
-
-ZQTEST_EXPORT void operator delete(void* p, const std::nothrow_t&) noexcept {
-    std::free(p);
-}
-
-ZQTEST_EXPORT void operator delete[](void* p, const std::nothrow_t&) noexcept {
-    std::free(p);
-}
+ZQTEST_EXPORT void* operator new[](std::size_t size) { return operator new(size); }
+ZQTEST_EXPORT void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return Allocate(size); }
+ZQTEST_EXPORT void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return Allocate(size); }
+ZQTEST_EXPORT void operator delete(void* p) noexcept { std::free(p); }
+ZQTEST_EXPORT void operator delete[](void* p) noexcept { std::free(p); }
+ZQTEST_EXPORT void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+ZQTEST_EXPORT void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
+ZQTEST_EXPORT void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); }
+ZQTEST_EXPORT void operator delete[](void* p, const std::nothrow_t&) noexcept { std::free(p); }

@@ -1,5 +1,4 @@
-// Small helpers shared by the track and track list tests: new tracks, media
-// types as a host builds them, SubRip files on disk and BSTR reading.
+// Helpers of the track and track list tests: tracks, host media types, BSTRs.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -34,7 +33,7 @@ inline CComPtr<CZQSubtitleTrack> NewTrack() {
 inline std::u16string Text(IZQSubtitleTrack& track, HRESULT (IZQSubtitleTrack::*getter)(BSTR*)) {
     BSTR bstr = nullptr;
     EXPECT_OK((track.*getter)(&bstr));
-    EXPECT_NE(bstr, nullptr) << "an empty text is an empty BSTR, not null";
+    EXPECT_NE(bstr, nullptr) << "an empty text is an empty BSTR";
     std::u16string text(bstr, SysStringLen(bstr));
     SysFreeString(bstr);
     return text;
@@ -58,8 +57,7 @@ struct HostMediaType {
     AM_MEDIA_TYPE type{};
     std::vector<BYTE> block;
 
-    /// `isoLang` gives up to four bytes as they stand (no NUL is added past
-    /// them); `name` up to 256 code units, the rest of the field zero.
+    /// Up to four `isoLang` bytes as they stand, up to 256 `name` units, the rest zero.
     explicit HostMediaType(std::string_view isoLang = "ger", std::u16string_view name = u"Deutsch",
                            size_t blockSize = kSubtitleInfoSize)
         : block(blockSize, 0) {
@@ -79,18 +77,17 @@ struct HostMediaType {
     }
 };
 
-/// The fields of a SUBTITLEINFO block, read byte-wise.
+/// The fields of a SUBTITLEINFO block, read byte-wise: the offset, all four
+/// IsoLang bytes and all 256 TrackName units.
 struct DecodedInfo {
     DWORD dwOffset = 0;
-    std::string isoLang;  // all four bytes
-    std::u16string trackName;  // all 256 units
+    std::string isoLang;
+    std::u16string trackName = std::u16string(256, u'?');
 };
 
 inline DecodedInfo Decode(const BYTE* block) {
-    DecodedInfo info;
+    DecodedInfo info{0, std::string(reinterpret_cast<const char*>(block + 4), 4)};
     std::memcpy(&info.dwOffset, block, sizeof(DWORD));
-    info.isoLang.assign(reinterpret_cast<const char*>(block + 4), 4);
-    info.trackName.resize(256);
     std::memcpy(info.trackName.data(), block + 8, 512);
     return info;
 }
