@@ -19,8 +19,7 @@ constexpr DWORD kReplyOffset = 1000;
 constexpr auto kDeadline = std::chrono::seconds(30);
 constexpr DWORD kFailed = static_cast<DWORD>(E_FAIL);
 
-// A worker whose body the test supplies; by default it answers each code with
-// the code plus kReplyOffset until it is told to end.
+// A worker running the test's body; by default it answers code + kReplyOffset until kExit.
 class TestThread : public CAMThread {
 public:
     explicit TestThread(std::function<DWORD(TestThread&)> body = {}) : m_body(std::move(body)) {}
@@ -58,41 +57,20 @@ bool Arrives(std::future<T>& future) {
     return future.wait_for(kDeadline) == std::future_status::ready;
 }
 
-TEST(CAMThreadTest, RepliesToEachRequestUntilToldToEnd) {
+TEST(CAMThreadTest, RepliesUntilToldToEndAndGoesThroughManyCreateCallClose) {
     TestThread thread;
-    ASSERT_TRUE(thread.Create());
-    EXPECT_TRUE(thread.ThreadExists());
-    EXPECT_EQ(5 + kReplyOffset, thread.CallWorker(5));
-    EXPECT_EQ(6 + kReplyOffset, thread.CallWorker(6));
-    thread.Stop();
-    EXPECT_FALSE(thread.ThreadExists());
-}
-
-TEST(CAMThreadTest, WithoutAThreadCallWorkerFailsAtOnceAndCloseDoesNothing) {
-    TestThread thread;
-    EXPECT_EQ(kFailed, thread.CallWorker(5));
+    EXPECT_EQ(kFailed, thread.CallWorker(5)) << "without a thread a call fails at once";
     thread.Close();
-    ASSERT_TRUE(thread.Create());
-    thread.Stop();
-    thread.Close();
-    EXPECT_FALSE(thread.ThreadExists());
-    EXPECT_EQ(kFailed, thread.CallWorker(5));
-}
-
-TEST(CAMThreadTest, SecondCreateIsRefusedAndLeavesTheThreadAlone) {
-    TestThread thread;
-    ASSERT_TRUE(thread.Create());
-    EXPECT_FALSE(thread.Create());
-    EXPECT_EQ(9 + kReplyOffset, thread.CallWorker(9));
-    thread.Stop();
-}
-
-TEST(CAMThreadTest, GoesThroughManyCreateCallClose) {
-    TestThread thread;
     for (DWORD cycle = 0; cycle < 50; ++cycle) {
         ASSERT_TRUE(thread.Create()) << "cycle " << cycle;
+        EXPECT_TRUE(thread.ThreadExists());
+        EXPECT_FALSE(thread.Create()) << "a second Create leaves the thread alone";
         ASSERT_EQ(cycle + 2 + kReplyOffset, thread.CallWorker(cycle + 2));
+        ASSERT_EQ(cycle + 3 + kReplyOffset, thread.CallWorker(cycle + 3));
         thread.Stop();
+        thread.Close();
+        EXPECT_FALSE(thread.ThreadExists());
+        EXPECT_EQ(kFailed, thread.CallWorker(5));
     }
 }
 
@@ -121,7 +99,6 @@ TEST(CAMThreadTest, CheckRequestSeesARequestWithoutTakingIt) {
     DWORD peeked = 0;
     DWORD taken = 0;
     TestThread thread([&](TestThread& self) -> DWORD {
-        // Nothing is sent before this answer, so neither look may block.
         seen.push_back(self.CheckRequest(&peeked, 0));
         seen.push_back(self.CheckRequest(nullptr, 20));
         checkedEmpty.set_value();
@@ -131,8 +108,7 @@ TEST(CAMThreadTest, CheckRequestSeesARequestWithoutTakingIt) {
         seen.push_back(self.CheckRequest(&peeked, 0));
         taken = self.GetRequest();
         self.Reply(taken + kReplyOffset);
-        // Answered: it must not show again. The client sends nothing more
-        // until this look is done.
+        // Answered: it must not show again.
         seen.push_back(self.CheckRequest(nullptr, 0));
         checkedAnswered.set_value();
         return self.Echo();
@@ -149,9 +125,7 @@ TEST(CAMThreadTest, CheckRequestSeesARequestWithoutTakingIt) {
     EXPECT_EQ(42u, taken);
 }
 
-// What a worker that closed itself saw: 0 not yet, 1 no handle left, 2 a
-// handle still held. Static, since that worker is never joined and may still
-// be on its way out when the test's objects go.
+// What a self-closing worker saw (0 not yet, 1 no handle, 2 a handle); static, as it is never joined.
 std::atomic<int> g_selfClosed{0};
 
 bool SelfCloseArrives() {
@@ -170,24 +144,19 @@ TEST(CAMThreadTest, WorkerMayCloseItselfAndTheObjectCanStartAgain) {
         g_selfClosed.store(self.ThreadExists() ? 2 : 1);
         return 0;
     });
-    g_selfClosed.store(0);
-    ASSERT_TRUE(thread.Create());
-    ASSERT_TRUE(SelfCloseArrives());
-    EXPECT_EQ(1, g_selfClosed.load());
-    EXPECT_EQ(kFailed, thread.CallWorker(5));
-    thread.Close();
-
-    g_selfClosed.store(0);
-    ASSERT_TRUE(thread.Create());
-    ASSERT_TRUE(SelfCloseArrives());
-    EXPECT_EQ(1, g_selfClosed.load());
+    for (int round = 0; round < 2; ++round) {
+        g_selfClosed.store(0);
+        ASSERT_TRUE(thread.Create());
+        ASSERT_TRUE(SelfCloseArrives());
+        EXPECT_EQ(1, g_selfClosed.load());
+        EXPECT_EQ(kFailed, thread.CallWorker(5));
+        thread.Close();
+    }
 }
 
 TEST(CAMThreadTest, WorkerRunsInTheMultithreadedApartment) {
     std::promise<HRESULT> answer;
     TestThread thread([&](TestThread& self) -> DWORD {
-        // Asking for another apartment kind on a thread that has joined one
-        // is refused; asking for the same one again is counted.
         HRESULT hr = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
         if (SUCCEEDED(hr))
             CoUninitialize();

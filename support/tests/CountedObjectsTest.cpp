@@ -1,6 +1,4 @@
-// The forms of counting: how each shell counts, when it deletes, and how it
-// holds the module's lock count; and the creation of objects for clients,
-// plain and aggregated.
+// How each shell counts, deletes and holds the module; creation for clients, plain and aggregated.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -63,8 +61,7 @@ public:
 
     void FinalRelease() {
         ++g_log.finalReleased;
-        // Code run during destruction may count the object up and down; that
-        // must not bring it to zero and delete it a second time.
+        // Counting up and down during destruction must not delete the object twice.
         static_cast<ITestWidget*>(this)->AddRef();
         static_cast<ITestWidget*>(this)->Release();
     }
@@ -99,17 +96,14 @@ protected:
     LONG m_baseLockCount = 0;
 };
 
-TEST_F(CountedObjectsTest, ModuleIsOneObjectReachedThroughTheGlobalPointer) {
-    EXPECT_EQ(&ZQModule(), g_pZQSubtitleModule);
-    EXPECT_OK(ZQModule().GetInitStatus());
-    LONG base = ZQModule().GetLockCount();
-    EXPECT_EQ(base + 1, ZQModule().Lock());
-    EXPECT_EQ(base, ZQModule().Unlock());
-    CZQSubtitleModule::FirstUseLock outer(ZQModule());
-    CZQSubtitleModule::FirstUseLock inner(ZQModule());  // recursive: no deadlock
-}
-
 TEST_F(CountedObjectsTest, RefObjectHoldsTheModuleFromConstructionToDestruction) {
+    EXPECT_EQ(&ZQModule(), g_pZQSubtitleModule);
+    EXPECT_EQ(m_baseLockCount + 1, ZQModule().Lock());
+    EXPECT_EQ(m_baseLockCount, ZQModule().Unlock());
+    {
+        CZQSubtitleModule::FirstUseLock outer(ZQModule());
+        CZQSubtitleModule::FirstUseLock inner(ZQModule());  // recursive: no deadlock
+    }
     auto* object = new CTestRefObject();
     EXPECT_EQ(1, LocksAboveBase());
     EXPECT_EQ(1u, object->AddRef());
@@ -212,29 +206,22 @@ TEST_F(CountedObjectsTest, CountsFromManyThreadsEndBalanced) {
 // Creation for a client, as a class object does it.
 class CreateInstanceTest : public CountedObjectsTest {};
 
-TEST_F(CreateInstanceTest, PlainObjectCarriesTheCallersOnlyReference) {
-    void* out = nullptr;
-    ASSERT_OK(ZQCreateInstance<CTestWidget>(nullptr, IID_ITestGadget, &out));
-    auto* gadget = static_cast<ITestGadget*>(out);
-    EXPECT_EQ(2, gadget->Gadget());
-    EXPECT_EQ(1, LocksAboveBase());
-    EXPECT_EQ(0u, gadget->Release());
-    EXPECT_EQ(1, g_log.destroyed);
-}
-
-TEST_F(CreateInstanceTest, RefusesANullOutPointer) {
+TEST_F(CreateInstanceTest, PlainObjectCarriesTheCallersOnlyReferenceAndAnOuterMayOnlyAskForIUnknown) {
     EXPECT_HR(E_POINTER, ZQCreateInstance<CTestWidget>(nullptr, IID_IUnknown, nullptr));
     EXPECT_EQ(0, g_log.constructed);
-}
+    void* out = nullptr;
+    ASSERT_OK(ZQCreateInstance<CTestWidget>(nullptr, IID_ITestGadget, &out));
+    CComPtr<ITestGadget> gadget;
+    gadget.Attach(static_cast<ITestGadget*>(out));
+    EXPECT_EQ(2, gadget->Gadget());
+    EXPECT_EQ(1, LocksAboveBase());
 
-TEST_F(CreateInstanceTest, OuterUnknownMayOnlyAskForTheInnerUnknown) {
-    CComObject<CTestWidget>* outerObject = nullptr;
-    ASSERT_OK(CComObject<CTestWidget>::CreateInstance(&outerObject));
-    CComPtr<ITestWidget> outer(outerObject);
-    void* out = &out;
-    EXPECT_HR(CLASS_E_NOAGGREGATION, ZQCreateInstance<CTestWidget>(outer.Get(), IID_ITestWidget, &out));
+    out = &out;
+    EXPECT_HR(CLASS_E_NOAGGREGATION, ZQCreateInstance<CTestWidget>(gadget.Get(), IID_ITestWidget, &out));
     EXPECT_EQ(nullptr, out);
     EXPECT_EQ(1, g_log.constructed) << "no inner object may be made";
+    EXPECT_EQ(0u, gadget.Detach()->Release());
+    EXPECT_EQ(1, g_log.destroyed);
 }
 
 struct CreationFailure {
@@ -247,8 +234,7 @@ struct CreationFailure {
 class CreationFailureTest : public CreateInstanceTest, public ::testing::WithParamInterface<CreationFailure> {};
 
 TEST_P(CreationFailureTest, LeavesNothingBehindPlainOrAggregated) {
-    // The outer object for the aggregated form is made before the failure is
-    // arranged.
+    // The outer object is made before the failure is arranged.
     CComObject<CTestWidget>* outerObject = nullptr;
     ASSERT_OK(CComObject<CTestWidget>::CreateInstance(&outerObject));
     CComPtr<ITestWidget> outer(outerObject);
@@ -260,8 +246,7 @@ TEST_P(CreationFailureTest, LeavesNothingBehindPlainOrAggregated) {
     EXPECT_EQ(1, LocksAboveBase()) << "only the outer object may hold the module";
     EXPECT_EQ(g_log.constructed - 1, g_log.finalReleased) << "each object made but not handed out was released";
 
-    // An outer object may only ask for IUnknown, so the aggregated form fails
-    // only by construction.
+    // An outer object may only ask for IUnknown: the aggregated form fails only by construction.
     if (GetParam().iid == IID_IUnknown) {
         out = &out;
         EXPECT_HR(GetParam().expected, ZQCreateInstance<CTestWidget>(outer.Get(), IID_IUnknown, &out));
@@ -288,8 +273,7 @@ INSTANTIATE_TEST_SUITE_P(
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 
-// A host object written by hand, as a host filter would be: it aggregates a
-// CTestWidget and hands out its interfaces as its own.
+// A hand-written host object that aggregates a CTestWidget and hands out its interfaces as its own.
 class TestOuter final : public IUnknown {
 public:
     HRESULT Init() { return ZQCreateInstance<CTestWidget>(this, IID_IUnknown, reinterpret_cast<void**>(&m_inner)); }
@@ -344,7 +328,7 @@ protected:
     TestOuter* m_outer = nullptr;
 };
 
-TEST_F(AggregationTest, OuterReachesTheInnerInterfacesAndTheyCountOnTheOuter) {
+TEST_F(AggregationTest, InnerInterfacesCountOnTheOuterAndTheInnerUnknownOnItself) {
     EXPECT_EQ(1, LocksAboveBase());
     ITestWidget* widget = nullptr;
     ASSERT_OK(m_outer->QueryInterface(IID_ITestWidget, reinterpret_cast<void**>(&widget)));
@@ -364,9 +348,8 @@ TEST_F(AggregationTest, OuterReachesTheInnerInterfacesAndTheyCountOnTheOuter) {
     gadget.Release();
     identity.Release();
     EXPECT_EQ(1, m_outer->References());
-}
 
-TEST_F(AggregationTest, InnerUnknownCountsOnItsOwnAndAnswersItselfForIUnknown) {
+    // The inner unknown counts on its own and answers itself for IUnknown.
     IUnknown* inner = m_outer->Inner();
     IUnknown* self = nullptr;
     ASSERT_OK(inner->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&self)));
