@@ -1,5 +1,4 @@
-// Helpers of the multiplexer tests: SubRip files on disk, the host's view of
-// the tracks, a gate for blocking hosts, and a fixture owning the object.
+// Multiplexer test helpers: SubRip files on disk, the host's view of the tracks, a gate, a fixture.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -35,8 +34,7 @@ using TrackView = std::vector<std::pair<LONG, std::u16string>>;
 
 inline constexpr REFERENCE_TIME kSecond = 10'000'000;
 
-/// Cue `index` (from 1) of a file written by SrtDirectory::Write: it starts at
-/// `index` seconds, lasts half a second and says "<prefix> <index>".
+/// Cue `index` (from 1) of SrtDirectory::Write: at `index` s for half a second, saying "<prefix> <index>".
 inline std::string CueText(const std::string& prefix, int index) { return prefix + " " + std::to_string(index); }
 inline REFERENCE_TIME CueStart(int index) { return index * kSecond; }
 inline REFERENCE_TIME CueStop(int index) { return index * kSecond + kSecond / 2; }
@@ -66,9 +64,11 @@ public:
     /// A SubRip file of `count` cues (see CueText); its path as wide text.
     std::u16string Write(const std::string& name, int count, const std::string& prefix = "Cue") {
         std::string content;
+        char times[64];
         for (int i = 1; i <= count; ++i) {
-            content += std::to_string(i) + "\n" + Timestamp(CueStart(i)) + " --> " + Timestamp(CueStop(i)) + "\n" +
-                       CueText(prefix, i) + "\n\n";
+            std::snprintf(times, sizeof times, "%02d:%02d:%02d,000 --> %02d:%02d:%02d,500", i / 3600, i / 60 % 60,
+                          i % 60, i / 3600, i / 60 % 60, i % 60);
+            content += std::to_string(i) + "\n" + times + "\n" + CueText(prefix, i) + "\n\n";
         }
         return WriteRaw(name, content);
     }
@@ -80,13 +80,6 @@ public:
     std::u16string Missing() const { return Widen((m_path / "missing.srt").string()); }
 
 private:
-    static std::string Timestamp(REFERENCE_TIME time) {
-        const long long ms = time / 10'000;
-        char text[32];
-        std::snprintf(text, sizeof text, "%02lld:%02lld:%02lld,%03lld", ms / 3'600'000, ms / 60'000 % 60,
-                      ms / 1000 % 60, ms % 1000);
-        return text;
-    }
     static std::u16string Widen(const std::string& text) { return std::u16string(text.begin(), text.end()); }
 
     std::filesystem::path m_path;
@@ -106,8 +99,7 @@ private:
     BSTR m_bstr;
 };
 
-/// Adds a file as a track with the given label; answers the id, or 0 on
-/// failure (with a test failure recorded).
+/// Adds a file as a track with the given label; answers the id, or 0 on failure (a test failure).
 inline LONG AddTrack(IZQMuxSubtitle* mux, const std::u16string& path, const std::u16string& label = u"") {
     LONG id = 0;
     EXPECT_OK(mux->AddTextTrackFromFile(Bstr(path), Bstr(label), Bstr(u"en"), &id));
@@ -135,8 +127,7 @@ inline TrackView ListView(IZQMuxSubtitle* mux) {
     return view;
 }
 
-/// The tracks a host knows of after the calls it received, in the order of
-/// announcement; an added track's label is read from its format block.
+/// The tracks a host knows of after its calls, in order; a label is read from the format block.
 inline TrackView HostView(const std::vector<MuxHostCall>& calls) {
     constexpr size_t kTrackNameOffset = 8;  // of TrackName in SUBTITLEINFO
     constexpr size_t kTrackNameUnits = 256;
@@ -173,10 +164,8 @@ class Gate {
 public:
     explicit Gate(bool open = true) : m_open(open) {}
     void Set(bool open) {
-        {
-            std::lock_guard<std::mutex> lock(m_mutex);
-            m_open = open;
-        }
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_open = open;
         m_changed.notify_all();
     }
     void Pass() {
@@ -190,7 +179,7 @@ private:
     bool m_open;
 };
 
-/// A new multiplexer object; at the end, the host and the module must be let go.
+/// A new multiplexer object; at the end the host and the module must be let go.
 class MuxTest : public ::testing::Test {
 protected:
     void SetUp() override {
