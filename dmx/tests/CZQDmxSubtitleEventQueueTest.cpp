@@ -7,8 +7,7 @@
 
 namespace {
 
-/// An event that records its number in a shared log when delivered and
-/// counts the events alive.
+/// An event with a number that counts the events alive.
 class NumberedEvent final : public CZQDmxSubtitleCallbackEvent {
 public:
     NumberedEvent(int number, int* alive) : m_number(number), m_alive(alive) { ++*m_alive; }
