@@ -191,6 +191,8 @@ TEST_F(CueListTest, SetTrackIDStopsAtTheFirstCueThatRefuses) {
 }
 
 TEST_F(CueListTest, TakesNodesTenToABlockAndGivesEveryBlockBackAtClear) {
+    m_list->Clear();
+    EXPECT_EQ(m_list->GetBlockCount(), 0u);
     AddNumberedCues(10);
     EXPECT_EQ(m_list->GetBlockCount(), 1u);
     AddNumberedCues(1);
@@ -239,6 +241,9 @@ TEST_F(CueListTest, ACueHeldOutsideOutlivesClearWithItsValuesAndHoldsTheModuleUn
     double seconds = 0;
     ASSERT_OK(held->get_Stop(&seconds));
     EXPECT_DOUBLE_EQ(seconds, 20 / 1e7);
+    LONG trackid = 0;
+    ASSERT_OK(held->get_trackid(&trackid));
+    EXPECT_EQ(trackid, 8);
     EXPECT_EQ(held->AddRef(), 2u);
     EXPECT_EQ(held->Release(), 1u);
 }

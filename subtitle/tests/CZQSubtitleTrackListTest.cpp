@@ -126,8 +126,10 @@ TEST_F(TrackListTest, RefusesNullPointersAndBadIndexes) {
     EXPECT_HR(E_POINTER, m_list->GetTrack(0, nullptr));
     EXPECT_HR(E_POINTER, m_list->GetTrackByID(1, nullptr));
     EXPECT_HR(E_POINTER, m_list->GetTrackIndexByID(1, nullptr));
+    EXPECT_HR(E_POINTER, m_list->FindByID(1, nullptr));
     EXPECT_HR(E_POINTER, m_list->GetTrackData(1, nullptr));
     EXPECT_HR(E_POINTER, m_list->Clone(nullptr));
+    EXPECT_HR(E_POINTER, m_list->GetSelectedTracks(nullptr));
     IZQSubtitleTrack* untouched = reinterpret_cast<IZQSubtitleTrack*>(1);
     EXPECT_HR(DISP_E_BADINDEX, m_list->GetTrack(1, &untouched));
     EXPECT_HR(DISP_E_BADINDEX, m_list->GetTrack(-1, &untouched));
@@ -180,6 +182,8 @@ TEST_F(TrackListTest, FilteredSnapshotsHavePositionsOfTheirOwnAndTheIdsOfTheSour
     m_tracks[4]->SetSelected(false);
     ASSERT_OK(m_list->GetSelectedTracks(&none));
     EXPECT_EQ(none->GetCount(), 0);
+    IZQSubtitleTrack* track = nullptr;
+    EXPECT_HR(DISP_E_BADINDEX, none->GetTrack(0, &track));
 }
 
 TEST_F(TrackListTest, SnapshotsDontFollowTheLiveListAndRestoreIdsPutsThemBack) {

@@ -107,9 +107,8 @@ INSTANTIATE_TEST_SUITE_P(
     [](const ::testing::TestParamInfo<HashTableCase>& param) { return std::string(param.param.name); });
 
 TEST(LanguageLookupTest, HashesLowBytesAndComparesWithoutCaseButOnlyWithinTheHashedBucket) {
-    EXPECT_EQ(HashLanguageKey(u""), 0u);
-    EXPECT_EQ(HashLanguageKey(u"en"), 69u * 33u + 78u);
     EXPECT_EQ(HashLanguageKey(u"\u0165n"), HashLanguageKey(u"en"));
+    EXPECT_NE(HashLanguageKey(u"EN"), HashLanguageKey(u"en"));
     EXPECT_EQ(HashLanguageKey(u"\x1F"), 255u) << "below the offset of 32 the byte wraps";
     EXPECT_EQ(LookupLanguageKey(nullptr, u"en"), kNoLanguageRow);
     EXPECT_EQ(LookupLanguageKey(&LanguageHashByTwoLetterCode, nullptr), kNoLanguageRow);
