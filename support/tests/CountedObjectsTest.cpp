@@ -114,40 +114,34 @@ TEST_F(CountedObjectsTest, RefObjectHoldsTheModuleFromConstructionToDestruction)
     EXPECT_EQ(1, g_log.destroyed);
 }
 
-TEST_F(CountedObjectsTest, PublicObjectHoldsTheModuleAndOneMoreLockWhileItIsDestroyed) {
+TEST_F(CountedObjectsTest, PublicObjectAnswersItsIdentityTableAndHoldsOneMoreLockWhileItIsDestroyed) {
     CComObject<CTestWidget>* object = nullptr;
     ASSERT_OK(CComObject<CTestWidget>::CreateInstance(&object));
     EXPECT_EQ(1, LocksAboveBase());
     EXPECT_EQ(1u, object->AddRef());
-    EXPECT_EQ(2u, object->AddRef());
-    EXPECT_EQ(1u, object->Release());
+    CComPtr<ITestGadget> gadget;
+    ASSERT_OK(ZQQueryInterface(static_cast<ITestWidget*>(object), &gadget));
+    EXPECT_EQ(2, gadget->Gadget());
+    CComPtr<IUnknown> unknownFromWidget;
+    CComPtr<IUnknown> unknownFromGadget;
+    ASSERT_OK(ZQQueryInterface(static_cast<ITestWidget*>(object), &unknownFromWidget));
+    ASSERT_OK(gadget.QueryInterface(&unknownFromGadget));
+    EXPECT_EQ(unknownFromWidget, unknownFromGadget) << "IUnknown must be one identity";
+    EXPECT_EQ(5u, object->AddRef()) << "one count for every interface handed out";
+    EXPECT_EQ(4u, object->Release());
+    IClassFactory* none = reinterpret_cast<IClassFactory*>(object);
+    EXPECT_HR(E_NOINTERFACE, object->QueryInterface(IID_IClassFactory, reinterpret_cast<void**>(&none)));
+    EXPECT_EQ(nullptr, none);
+    EXPECT_HR(E_POINTER, object->QueryInterface(IID_ITestWidget, nullptr));
+    gadget.Release();
+    unknownFromWidget.Release();
+    unknownFromGadget.Release();
+
     EXPECT_EQ(1, LocksAboveBase());
     EXPECT_EQ(0u, object->Release());
     EXPECT_EQ(1, g_log.destroyed);
     EXPECT_EQ(1, g_log.finalReleased);
     EXPECT_EQ(m_baseLockCount + 1, g_log.lockCountInDestructor);
-}
-
-TEST_F(CountedObjectsTest, PublicObjectAnswersItsIdentityTableWithOneReferenceEach) {
-    CComObject<CTestWidget>* object = nullptr;
-    ASSERT_OK(CComObject<CTestWidget>::CreateInstance(&object));
-    CComPtr<ITestWidget> widget(object);
-
-    CComPtr<ITestGadget> gadget;
-    ASSERT_OK(widget.QueryInterface(&gadget));
-    EXPECT_EQ(2, gadget->Gadget());
-    CComPtr<IUnknown> unknownFromWidget;
-    CComPtr<IUnknown> unknownFromGadget;
-    ASSERT_OK(widget.QueryInterface(&unknownFromWidget));
-    ASSERT_OK(gadget.QueryInterface(&unknownFromGadget));
-    EXPECT_EQ(unknownFromWidget, unknownFromGadget) << "IUnknown must be one identity";
-    EXPECT_EQ(5u, widget->AddRef()) << "one count for every interface handed out";
-    EXPECT_EQ(4u, widget->Release());
-
-    IClassFactory* none = reinterpret_cast<IClassFactory*>(object);
-    EXPECT_HR(E_NOINTERFACE, object->QueryInterface(IID_IClassFactory, reinterpret_cast<void**>(&none)));
-    EXPECT_EQ(nullptr, none);
-    EXPECT_HR(E_POINTER, object->QueryInterface(IID_ITestWidget, nullptr));
 }
 
 TEST_F(CountedObjectsTest, CachedObjectHoldsTheModuleOnlyWhileReferencedFromOutside) {
