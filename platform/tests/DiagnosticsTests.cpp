@@ -1,5 +1,5 @@
-// Timer queues, named records, the file API's sharing and errors, and the
-// handle count: the services the trace log stands on.
+// Timer queues, the file API's sharing and errors, and the handle count: services the
+// trace log stands on (its named record is tested with the two copies of the trace code).
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -82,83 +82,36 @@ TEST(TimerQueue, RoutineMayDeleteItsTimerAndQueue) {
     EXPECT_TRUE(WaitUntil([&] { return probe.calls == 1; }));
 }
 
-TEST(FileMapping, OneNameGivesOneRecordWhileAHandleLives) {
-    HANDLE first = CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 16, "zq.mapping.test");
-    ASSERT_NE(nullptr, first);
-    EXPECT_EQ(ERROR_SUCCESS, GetLastError());
-    HANDLE second = CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 16, "zq.mapping.test");
-    EXPECT_EQ(ERROR_ALREADY_EXISTS, GetLastError());
-    auto* a = static_cast<int*>(MapViewOfFile(first, FILE_MAP_ALL_ACCESS, 0, 0, 16));
-    auto* b = static_cast<int*>(MapViewOfFile(second, FILE_MAP_ALL_ACCESS, 0, 0, 16));
-    ASSERT_NE(nullptr, a);
-    EXPECT_EQ(0, *a) << "a new record is zeroed";
-    *a = 322;
-    EXPECT_EQ(322, *b);
-    EXPECT_TRUE(UnmapViewOfFile(a));
-    EXPECT_TRUE(UnmapViewOfFile(b));
-    EXPECT_FALSE(UnmapViewOfFile(b));
-
-    CloseHandle(first);
-    HANDLE again = CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 16, "zq.mapping.test");
-    EXPECT_EQ(ERROR_ALREADY_EXISTS, GetLastError()) << "the second handle keeps it";
-    CloseHandle(again);
-    CloseHandle(second);
-    HANDLE fresh = CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 16, "zq.mapping.test");
-    EXPECT_EQ(ERROR_SUCCESS, GetLastError());
-    CloseHandle(fresh);
-}
-
-class FileApiTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        m_directory = std::filesystem::temp_directory_path() /
-                      ("zqfile-" + std::to_string(GetCurrentProcessId()));
-        std::filesystem::create_directories(m_directory);
-        m_file = m_directory / "file.txt";
-    }
-    void TearDown() override { std::filesystem::remove_all(m_directory); }
-
-    HANDLE Open(const std::filesystem::path& path, DWORD share = FILE_SHARE_READ) {
-        return CreateFileW(path.u16string().c_str(), GENERIC_READ | GENERIC_WRITE, share, nullptr, OPEN_ALWAYS,
-                           FILE_ATTRIBUTE_NORMAL, nullptr);
-    }
-
-    std::filesystem::path m_directory;
-    std::filesystem::path m_file;
-};
-
-TEST_F(FileApiTest, OpenFailuresCarryTheUsualErrors) {
-    EXPECT_EQ(INVALID_HANDLE_VALUE, Open(m_directory));
+TEST(FileApi, OpenFailuresSharingAppendingAndTheHandleCount) {
+    std::filesystem::path directory =
+        std::filesystem::temp_directory_path() / ("zqfile-" + std::to_string(GetCurrentProcessId()));
+    std::filesystem::create_directories(directory);
+    std::filesystem::path path = directory / "file.txt";
+    auto open = [](const std::filesystem::path& at) {
+        return CreateFileW(at.u16string().c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                           OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    };
+    EXPECT_EQ(INVALID_HANDLE_VALUE, open(directory));
     EXPECT_EQ(ERROR_ACCESS_DENIED, GetLastError());
-    EXPECT_EQ(INVALID_HANDLE_VALUE, Open(m_directory / "missing" / "file.txt"));
+    EXPECT_EQ(INVALID_HANDLE_VALUE, open(directory / "missing" / "file.txt"));
     EXPECT_EQ(ERROR_PATH_NOT_FOUND, GetLastError());
-    EXPECT_EQ(INVALID_HANDLE_VALUE, CreateFileW(m_file.u16string().c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+    EXPECT_EQ(INVALID_HANDLE_VALUE, CreateFileW(path.u16string().c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
                                                 OPEN_EXISTING, 0, nullptr));
     EXPECT_EQ(ERROR_FILE_NOT_FOUND, GetLastError());
-    EXPECT_EQ(FILE_ATTRIBUTE_DIRECTORY, GetFileAttributesW(m_directory.u16string().c_str()) & FILE_ATTRIBUTE_DIRECTORY);
-    EXPECT_FALSE(CreateDirectoryW(m_directory.u16string().c_str(), nullptr));
+    EXPECT_EQ(FILE_ATTRIBUTE_DIRECTORY, GetFileAttributesW(directory.u16string().c_str()) & FILE_ATTRIBUTE_DIRECTORY);
+    EXPECT_FALSE(CreateDirectoryW(directory.u16string().c_str(), nullptr));
     EXPECT_EQ(ERROR_ALREADY_EXISTS, GetLastError());
-}
 
-TEST_F(FileApiTest, SecondWriterThatSharesOnlyReadingMeetsASharingViolation) {
-    HANDLE first = Open(m_file);
-    ASSERT_NE(INVALID_HANDLE_VALUE, first);
-    EXPECT_EQ(INVALID_HANDLE_VALUE, Open(m_file));
-    EXPECT_EQ(ERROR_SHARING_VIOLATION, GetLastError());
-    CloseHandle(first);
-    HANDLE after = Open(m_file);
-    EXPECT_NE(INVALID_HANDLE_VALUE, after);
-    EXPECT_EQ(ERROR_ALREADY_EXISTS, GetLastError());
-    CloseHandle(after);
-}
-
-TEST_F(FileApiTest, AppendsAtTheEndAndCountsTheHandle) {
     DWORD before = 0;
     ASSERT_TRUE(GetProcessHandleCount(GetCurrentProcess(), &before));
-    HANDLE file = Open(m_file);
+    HANDLE file = open(path);
+    ASSERT_NE(INVALID_HANDLE_VALUE, file);
     DWORD during = 0;
     ASSERT_TRUE(GetProcessHandleCount(GetCurrentProcess(), &during));
     EXPECT_EQ(before + 1, during);
+    // A second writer that shares only reading meets a sharing violation.
+    EXPECT_EQ(INVALID_HANDLE_VALUE, open(path));
+    EXPECT_EQ(ERROR_SHARING_VIOLATION, GetLastError());
 
     DWORD written = 0;
     ASSERT_TRUE(WriteFile(file, "abc", 3, &written, nullptr));
@@ -170,6 +123,11 @@ TEST_F(FileApiTest, AppendsAtTheEndAndCountsTheHandle) {
     EXPECT_EQ(5, size.QuadPart);
     EXPECT_TRUE(FlushFileBuffers(file));
     CloseHandle(file);
+    HANDLE after = open(path);
+    EXPECT_NE(INVALID_HANDLE_VALUE, after);
+    EXPECT_EQ(ERROR_ALREADY_EXISTS, GetLastError());
+    CloseHandle(after);
+    std::filesystem::remove_all(directory);
 }
 
 }  // namespace

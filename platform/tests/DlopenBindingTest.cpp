@@ -8,13 +8,6 @@
 
 namespace {
 
-struct ClientGuid {
-    uint32_t data1;
-    uint16_t data2;
-    uint16_t data3;
-    uint8_t data4[8];
-};
-
 struct ClientVariant {
     uint16_t vt;
     uint16_t reserved[3];
@@ -24,48 +17,22 @@ struct ClientVariant {
         int64_t padding[2];
     };
 };
-
-static_assert(sizeof(ClientGuid) == 16);
 static_assert(sizeof(ClientVariant) == 24);
 
 constexpr uint16_t kVtI4 = 3;
 constexpr uint16_t kVtBstr = 8;
 
-using SysAllocStringLenFn = char16_t* (*)(const char16_t*, uint32_t);
-using SysStringLenFn = uint32_t (*)(char16_t*);
-using SysStringByteLenFn = uint32_t (*)(char16_t*);
-using SysFreeStringFn = void (*)(char16_t*);
-using VariantInitFn = void (*)(ClientVariant*);
-using VariantCopyFn = int32_t (*)(ClientVariant*, const ClientVariant*);
-using VariantClearFn = int32_t (*)(ClientVariant*);
-
-class DlopenBinding : public ::testing::Test {
-protected:
-    void SetUp() override {
-        m_library = dlopen(ZQ_PLATFORM_LIBRARY, RTLD_NOW | RTLD_LOCAL);
-        ASSERT_NE(m_library, nullptr) << dlerror();
-    }
-    void TearDown() override {
-        if (m_library != nullptr)
-            dlclose(m_library);
-    }
-
-    template <class Fn>
-    Fn Symbol(const char* name) {
-        void* symbol = dlsym(m_library, name);
-        EXPECT_NE(symbol, nullptr) << name;
-        return reinterpret_cast<Fn>(symbol);
-    }
-
-    void* m_library = nullptr;
-};
-
-TEST_F(DlopenBinding, StringsHaveTheirPrefixAndTerminator) {
-    auto allocLen = Symbol<SysAllocStringLenFn>("SysAllocStringLen");
-    auto length = Symbol<SysStringLenFn>("SysStringLen");
-    auto byteLength = Symbol<SysStringByteLenFn>("SysStringByteLen");
-    auto freeString = Symbol<SysFreeStringFn>("SysFreeString");
-    ASSERT_TRUE(allocLen && length && byteLength && freeString);
+TEST(DlopenBinding, StringsAndVariantsWorkThroughTheBareSymbols) {
+    void* library = dlopen(ZQ_PLATFORM_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(library, nullptr) << dlerror();
+    auto allocLen = reinterpret_cast<char16_t* (*)(const char16_t*, uint32_t)>(dlsym(library, "SysAllocStringLen"));
+    auto length = reinterpret_cast<uint32_t (*)(char16_t*)>(dlsym(library, "SysStringLen"));
+    auto byteLength = reinterpret_cast<uint32_t (*)(char16_t*)>(dlsym(library, "SysStringByteLen"));
+    auto freeString = reinterpret_cast<void (*)(char16_t*)>(dlsym(library, "SysFreeString"));
+    auto init = reinterpret_cast<void (*)(ClientVariant*)>(dlsym(library, "VariantInit"));
+    auto copy = reinterpret_cast<int32_t (*)(ClientVariant*, const ClientVariant*)>(dlsym(library, "VariantCopy"));
+    auto clear = reinterpret_cast<int32_t (*)(ClientVariant*)>(dlsym(library, "VariantClear"));
+    ASSERT_TRUE(allocLen && length && byteLength && freeString && init && copy && clear);
 
     const char16_t text[] = {u'Z', 0, u'Q'};
     char16_t* bstr = allocLen(text, 3);
@@ -81,15 +48,6 @@ TEST_F(DlopenBinding, StringsHaveTheirPrefixAndTerminator) {
     EXPECT_EQ(length(nullptr), 0u);
     freeString(bstr);
     freeString(nullptr);
-}
-
-TEST_F(DlopenBinding, VariantsCopyAndClearText) {
-    auto allocLen = Symbol<SysAllocStringLenFn>("SysAllocStringLen");
-    auto length = Symbol<SysStringLenFn>("SysStringLen");
-    auto init = Symbol<VariantInitFn>("VariantInit");
-    auto copy = Symbol<VariantCopyFn>("VariantCopy");
-    auto clear = Symbol<VariantClearFn>("VariantClear");
-    ASSERT_TRUE(allocLen && length && init && copy && clear);
 
     ClientVariant source;
     init(&source);
@@ -108,6 +66,7 @@ TEST_F(DlopenBinding, VariantsCopyAndClearText) {
     EXPECT_EQ(clear(&dest), 0);
     EXPECT_EQ(dest.vt, 0);
     EXPECT_EQ(clear(&source), 0);
+    dlclose(library);
 }
 
 }  // namespace
