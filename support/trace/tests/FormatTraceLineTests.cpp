@@ -50,20 +50,17 @@ INSTANTIATE_TEST_SUITE_P(
                                   R"(\d\d:[0-5]\d:[0-5]\d\.\d{3}:  *[1-9]\d* [0-9a-f]{8}: )"}),
     [](const auto& testInfo) { return std::string(testInfo.param.name); });
 
-TEST_F(TraceFixture, ThreadFieldIsTheCallersId) {
+TEST_F(TraceFixture, ThreadFieldLeadingLineFeedsContinuationsAndShortBuffers) {
     g_TraceFlags = kTraceThreadId;
     char expected[32];
     std::snprintf(expected, sizeof expected, "\r\n%08x: x", GetCurrentThreadId());
     EXPECT_EQ(expected, Format("\nx"));
-}
 
-TEST_F(TraceFixture, LeadingLineFeedsContinuationsAndShortBuffers) {
     g_TraceFlags = 0;
     EXPECT_EQ("\r\n\r\n\r\nx", Format("\n\n\nx"));
     EXPECT_EQ("\r\n0123", Format("\n0123456789", 7));
 
-    // Forty line feeds can't all fit the prefix beside a stamp and an id:
-    // the fields and the text stay whole.
+    // Forty line feeds can't all fit beside a stamp and an id: fields and text stay whole.
     g_TraceFlags = kTraceTime | kTraceThreadId;
     std::string line = Format((std::string(40, '\n') + "tail").c_str());
     std::smatch parts;
@@ -90,33 +87,27 @@ TEST_F(TraceFixture, PauseOfMoreThan100MsShowsAsEmptyLine) {
 
     EXPECT_TRUE(std::regex_match(afterPause, std::regex(R"(\r\n\r\n\d\d:\d\d:\d\d\.\d{3}: after)")))
         << ::testing::PrintToString(afterPause);
-    // The next line is only known to follow closely if the machine didn't
-    // stall between the two calls.
+    // The next line only surely follows closely if the machine didn't stall in between.
     if (gap < 90) {
         EXPECT_TRUE(std::regex_match(next, std::regex(R"(\r\n\d\d:\d\d:\d\d\.\d{3}: next)")))
             << ::testing::PrintToString(next);
     }
 }
 
-TEST_F(TraceFixture, FlagsStartWithTheBuiltInBitOnly) {
+TEST_F(TraceFixture, BuiltInFlagsAreTheDefaultAndMakeNoTracerNoFileAndNoOutput) {
     EXPECT_EQ(kTraceBuiltIn, g_TraceFlags);
     WCHAR path[kTracePathChars];
     GetDefaultTracePath(path);
-    std::u16string expected = std::filesystem::temp_directory_path().u16string();
     std::u16string actual(path);
-    EXPECT_EQ(0u, actual.find(expected));
+    EXPECT_EQ(0u, actual.find(std::filesystem::temp_directory_path().u16string()));
     std::u16string name = u"/KestrixTrace.txt";
     ASSERT_GT(actual.size(), name.size());
     EXPECT_EQ(name, actual.substr(actual.size() - name.size()));
-}
 
-TEST_F(TraceFixture, BuiltInFlagsMakeNoTracerNoFileAndNoOutput) {
-    g_TraceFlags = kTraceBuiltIn;
     ::testing::internal::CaptureStderr();
     Trace("\nvalue %d", 1);
     TraceLine("\nline");
     EXPECT_EQ("", ::testing::internal::GetCapturedStderr());
-
     EXPECT_EQ(nullptr, GetTracerLink().GetTracer());
     EXPECT_FALSE(tracetest::TraceRecordExists(m_file));
     EXPECT_TRUE(std::filesystem::is_empty(m_directory));

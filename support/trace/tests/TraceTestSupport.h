@@ -1,6 +1,4 @@
-// Shared helpers of the trace tests: a fixture that points this copy's trace
-// file into a fresh temporary directory (never the user's real path), file
-// reading and waiting on a condition with a deadline.
+// Shared helpers of the trace tests: a fixture with a fresh trace directory, file bytes, waiting.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -27,10 +25,8 @@ long long MsSince(std::chrono::steady_clock::time_point start);
 /// Whether this process's shared tracer record for `file` exists.
 bool TraceRecordExists(const std::filesystem::path& file);
 
-/// Saves and restores this copy's flags; gives each test its own directory
-/// and trace file path. The path is left pointing into the removed directory,
-/// so that anything written later (at exit) fails instead of reaching the
-/// real default file.
+/// Saves and restores this copy's flags; gives each test its own directory and trace path,
+/// left pointing into the removed directory so that writes at exit never reach the real file.
 class TraceFixture : public ::testing::Test {
 protected:
     void SetUp() override;
