@@ -96,7 +96,7 @@ protected:
     CComPtr<CComObject<CTestMux>> m_mux = MakeTestObject<CTestMux>();
 };
 
-TEST_F(DispatchTest, PropertyGettersAnswerTheirValuesAsVariants) {
+TEST_F(DispatchTest, PropertyGettersAnswerTheirValuesAsVariantsOrDropThemWithoutLeak) {
     ScopedVariant start, text, trackid;
     ASSERT_OK(Get(m_cue.Get(), 1, &start));
     EXPECT_EQ(VT_R8, start->vt);
@@ -108,13 +108,10 @@ TEST_F(DispatchTest, PropertyGettersAnswerTheirValuesAsVariants) {
     ASSERT_OK(Invoke(m_cue.Get(), 4, DISPATCH_METHOD | DISPATCH_PROPERTYGET, DISPPARAMS{}, &trackid));
     EXPECT_EQ(VT_I4, trackid->vt);
     EXPECT_EQ(3, trackid->lVal);
-}
-
-TEST_F(DispatchTest, RetvalIsDroppedWithoutLeakWhenNoResultIsWanted) {
     EXPECT_OK(Get(m_cue.Get(), 3, nullptr));
 }
 
-TEST_F(DispatchTest, WrongKindsAndIdsAreMembersNotFound) {
+TEST_F(DispatchTest, WrongKindsIdsInterfacesAndArgumentCountsAreRefused) {
     ScopedVariant result;
     EXPECT_HR(DISP_E_MEMBERNOTFOUND, Invoke(m_cue.Get(), 1, DISPATCH_METHOD, DISPPARAMS{}, &result));
     EXPECT_HR(DISP_E_MEMBERNOTFOUND, Get(m_cue.Get(), 5, &result));
@@ -125,39 +122,29 @@ TEST_F(DispatchTest, WrongKindsAndIdsAreMembersNotFound) {
     std::vector<DISPID> named{DISPID_PROPERTYPUT};
     EXPECT_HR(DISP_E_MEMBERNOTFOUND, Invoke(m_dmx.Get(), 5, DISPATCH_PROPERTYPUT, args.Params(&named), nullptr));
     EXPECT_EQ(VT_EMPTY, result->vt);
-}
 
-TEST_F(DispatchTest, ANonNullInterfaceIdIsRefused) {
-    DISPPARAMS params{};
-    ScopedVariant result;
-    EXPECT_HR(DISP_E_UNKNOWNINTERFACE, m_cue->Invoke(1, IID_IUnknown, 0, DISPATCH_PROPERTYGET, &params, &result,
-                                                     nullptr, nullptr));
+    DISPPARAMS none{};
+    EXPECT_HR(DISP_E_UNKNOWNINTERFACE,
+              m_cue->Invoke(1, IID_IUnknown, 0, DISPATCH_PROPERTYGET, &none, &result, nullptr, nullptr));
     OLECHAR name[] = u"Start";
     LPOLESTR names[] = {name};
     DISPID id = 0;
     EXPECT_HR(DISP_E_UNKNOWNINTERFACE, m_cue->GetIDsOfNames(IID_IUnknown, names, 1, 0, &id));
-}
 
-TEST_F(DispatchTest, ArgumentCountMustMatch) {
-    ArgList tooMany{I4(1)};
-    ScopedVariant result;
-    EXPECT_HR(DISP_E_BADPARAMCOUNT, Invoke(m_cue.Get(), 1, DISPATCH_PROPERTYGET, tooMany.Params(), &result));
-    ArgList tooFew{I4(1)};
-    EXPECT_HR(DISP_E_BADPARAMCOUNT, Invoke(m_dmx.Get(), 4, DISPATCH_METHOD, tooFew.Params(), nullptr));
+    ArgList one{I4(1)};
+    EXPECT_HR(DISP_E_BADPARAMCOUNT, Invoke(m_cue.Get(), 1, DISPATCH_PROPERTYGET, one.Params(), &result));
+    EXPECT_HR(DISP_E_BADPARAMCOUNT, Invoke(m_dmx.Get(), 4, DISPATCH_METHOD, one.Params(), nullptr));
     EXPECT_EQ(0, m_dmx->m_selectCalls);
 }
 
-TEST_F(DispatchTest, ArgumentsArriveInReverseOrderAndAreConverted) {
-    // rgvarg[1] is the first parameter: a string that reads as a number, and a
-    // short that reads as true.
-    ArgList args{I2(1), Bstr(u"3")};
-    ASSERT_OK(Invoke(m_dmx.Get(), 4, DISPATCH_METHOD, args.Params(), nullptr));
+TEST_F(DispatchTest, ArgumentsArriveInReverseOrderConvertedOrReadThroughReferences) {
+    // rgvarg[1] is the first parameter: a string that reads as a number, a short that reads as true.
+    ArgList converted{I2(1), Bstr(u"3")};
+    ASSERT_OK(Invoke(m_dmx.Get(), 4, DISPATCH_METHOD, converted.Params(), nullptr));
     EXPECT_EQ(1, m_dmx->m_selectCalls);
     EXPECT_EQ(3, m_dmx->m_selectedTrack);
     EXPECT_EQ(VARIANT_TRUE, m_dmx->m_selected);
-}
 
-TEST_F(DispatchTest, ByReferenceArgumentsAreReadThrough) {
     LONG trackid = 9;
     VARIANT byref{};
     byref.vt = VT_I4 | VT_BYREF;
@@ -170,30 +157,22 @@ TEST_F(DispatchTest, ByReferenceArgumentsAreReadThrough) {
     ASSERT_OK(Invoke(m_dmx.Get(), 4, DISPATCH_METHOD, params, nullptr));
     EXPECT_EQ(9, m_dmx->m_selectedTrack);
     EXPECT_EQ(VARIANT_FALSE, m_dmx->m_selected);
-}
 
-TEST_F(DispatchTest, AnArgumentThatDoesNotConvertIsReportedByItsIndex) {
-    ArgList args{I2(1), Bstr(u"three")};
+    ArgList unconvertible{I2(1), Bstr(u"three")};
     UINT argErr = 99;
-    EXPECT_HR(DISP_E_TYPEMISMATCH, Invoke(m_dmx.Get(), 4, DISPATCH_METHOD, args.Params(), nullptr, nullptr, &argErr));
+    EXPECT_HR(DISP_E_TYPEMISMATCH,
+              Invoke(m_dmx.Get(), 4, DISPATCH_METHOD, unconvertible.Params(), nullptr, nullptr, &argErr));
     EXPECT_EQ(1u, argErr);
-    EXPECT_EQ(0, m_dmx->m_selectCalls);
+    EXPECT_EQ(2, m_dmx->m_selectCalls);
 }
 
 TEST_F(DispatchTest, NamedArgumentsGoToTheirParameters) {
-    OLECHAR method[] = u"selecttrack", selectedName[] = u"SELECTED", trackidName[] = u"TrackId";
-    LPOLESTR names[] = {method, selectedName, trackidName};
-    DISPID ids[3] = {};
-    ASSERT_OK(m_dmx->GetIDsOfNames(GUID_NULL, names, 3, 0, ids));
-    EXPECT_EQ(4, ids[0]);
-    EXPECT_EQ(1, ids[1]);
-    EXPECT_EQ(0, ids[2]);
-
+    // Selected is parameter 1 and trackid parameter 0, named in the other order.
     VARIANT selected{};
     selected.vt = VT_BOOL;
     selected.boolVal = VARIANT_TRUE;
     ArgList args{selected, I4(12)};
-    std::vector<DISPID> named{ids[1], ids[2]};
+    std::vector<DISPID> named{1, 0};
     ASSERT_OK(Invoke(m_dmx.Get(), 4, DISPATCH_METHOD, args.Params(&named), nullptr));
     EXPECT_EQ(12, m_dmx->m_selectedTrack);
     EXPECT_EQ(VARIANT_TRUE, m_dmx->m_selected);
@@ -270,13 +249,10 @@ TEST_F(CallbackPropertyTest, PutRefSetsAndGetReadsTheCallback) {
     EXPECT_EQ(0, m_callback.References());
 }
 
-TEST_F(CallbackPropertyTest, PutRefNeedsThePropertyPutNamedArgument) {
+TEST_F(CallbackPropertyTest, PutRefRefusesAMissingNamedArgumentAndOtherInterfaces) {
     ArgList args{Unknown(&m_callback)};
     EXPECT_HR(DISP_E_PARAMNOTOPTIONAL, Invoke(m_dmx.Get(), 5, DISPATCH_PROPERTYPUTREF, args.Params(), nullptr));
     EXPECT_EQ(nullptr, m_dmx->m_callback.Get());
-}
-
-TEST_F(CallbackPropertyTest, PutRefRefusesValuesThatAreNotTheCallbackInterface) {
     UINT argErr = 99;
     EXPECT_HR(DISP_E_TYPEMISMATCH, PutRef(I4(5), &argErr));
     EXPECT_EQ(0u, argErr);
@@ -288,28 +264,24 @@ TEST_F(CallbackPropertyTest, PutRefRefusesValuesThatAreNotTheCallbackInterface) 
     EXPECT_EQ(0, other.References());
 }
 
-TEST_F(DispatchTest, TypeInfoIsServedOnlyAtIndexZero) {
-    std::vector<IDispatch*> objects{m_cue.Get(), m_dmx.Get(), m_mux.Get()};
-    for (IDispatch* object : objects) {
+TEST_F(DispatchTest, TypeInfoIsServedAtIndexZeroSharedAndHandedOutWithOneReference) {
+    for (IDispatch* object : {static_cast<IDispatch*>(m_cue.Get()), static_cast<IDispatch*>(m_dmx.Get()),
+                              static_cast<IDispatch*>(m_mux.Get())}) {
         UINT count = 0;
         EXPECT_OK(object->GetTypeInfoCount(&count));
         EXPECT_EQ(1u, count);
         EXPECT_HR(E_POINTER, object->GetTypeInfoCount(nullptr));
-
         ITypeInfo* typeInfo = reinterpret_cast<ITypeInfo*>(&count);
         EXPECT_HR(DISP_E_BADINDEX, object->GetTypeInfo(1, 0, &typeInfo));
         EXPECT_EQ(nullptr, typeInfo);
         EXPECT_HR(E_POINTER, object->GetTypeInfo(0, 0, nullptr));
     }
-}
 
-TEST_F(DispatchTest, TypeInfoIsSharedAndHandedOutWithOneReference) {
     CComPtr<ITypeInfo> first, second;
     ASSERT_OK(m_cue->GetTypeInfo(0, 0, &first));
     auto other = MakeTestObject<CTestCue>();
     ASSERT_OK(other->GetTypeInfo(0, 0, &second));
     EXPECT_EQ(first.Get(), second.Get());
-
     // The module keeps one reference for its life; each caller holds one.
     EXPECT_EQ(4u, first->AddRef());
     EXPECT_EQ(3u, first->Release());
@@ -325,8 +297,7 @@ TEST_F(DispatchTest, TypeInfoIsSharedAndHandedOutWithOneReference) {
     EXPECT_EQ(u"IZQDmxSubtitle", FromBstr(name));
     SysFreeString(name);
 
-    // A type information a client kept holds the module when its objects
-    // are gone, and lets it go with its last client reference.
+    // A kept type information holds the module after its objects are gone, until its last release.
     m_cue = nullptr;
     other = nullptr;
     m_dmx = nullptr;

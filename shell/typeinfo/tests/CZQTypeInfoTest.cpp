@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <string>
 #include <vector>
 
@@ -15,23 +16,23 @@ std::u16string Widen(std::string_view text) {
     return std::u16string(text.begin(), text.end());
 }
 
-char Upper(char c) {
-    return (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c;
+std::u16string WithCase(std::string_view text, int (*convert)(int)) {
+    std::u16string result;
+    for (char c : text)
+        result.push_back(static_cast<char16_t>(convert(static_cast<unsigned char>(c))));
+    return result;
 }
 
-char Lower(char c) {
-    return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-char Same(char c) {
+int Same(int c) {
     return c;
 }
 
-std::u16string WithCase(std::string_view text, char (*convert)(char)) {
-    std::u16string result;
-    for (char c : text)
-        result.push_back(static_cast<char16_t>(convert(c)));
-    return result;
+int Upper(int c) {
+    return std::toupper(c);
+}
+
+int Lower(int c) {
+    return std::tolower(c);
 }
 
 /// One member of one interface of the description.
@@ -72,16 +73,12 @@ protected:
     CZQTypeInfo* m_typeInfo = nullptr;
 };
 
-TEST_P(MemberTest, ResolvesByNameInAnyCase) {
-    for (auto convert : {&Same, &Upper, &Lower}) {
+TEST_P(MemberTest, MemberAndItsParametersResolveByNameInAnyCase) {
+    for (int (*convert)(int) : {&Same, &Upper, &Lower}) {
         DISPID id = 0;
-        std::u16string name = WithCase(Member().m_name, convert);
-        ASSERT_OK(IdOf(name, &id));
+        ASSERT_OK(IdOf(WithCase(Member().m_name, convert), &id));
         EXPECT_EQ(Member().m_dispid, id);
     }
-}
-
-TEST_P(MemberTest, ParametersResolveToTheirPositions) {
     std::u16string memberName = Widen(Member().m_name);
     for (UINT p = 0; p < Member().InParamCount(); ++p) {
         const char* paramName = Member().m_params[p].m_name;
@@ -95,8 +92,7 @@ TEST_P(MemberTest, ParametersResolveToTheirPositions) {
     }
 }
 
-TEST_P(MemberTest, DocumentationGivesNameAndHelpText) {
-    // Accessors of one property share their id and their text.
+TEST_P(MemberTest, DocumentationIdsAndParameterInterfacesAgreeWithTheTable) {
     BSTR name = nullptr;
     BSTR help = nullptr;
     ASSERT_OK(m_typeInfo->GetDocumentation(Member().m_dispid, &name, &help, nullptr, nullptr));
@@ -104,20 +100,15 @@ TEST_P(MemberTest, DocumentationGivesNameAndHelpText) {
     EXPECT_EQ(Widen(Member().m_helpText), FromBstr(help));
     SysFreeString(name);
     SysFreeString(help);
-
-    // "property Name" or "method Name"; only trackid is written otherwise.
     std::string expectedWord = Member().m_kind == INVOKE_FUNC ? "method " : "property ";
     std::string helpText = Member().m_helpText;
     ASSERT_EQ(0u, helpText.find(expectedWord));
     EXPECT_EQ(WithCase(Member().m_name, &Lower), WithCase(helpText.substr(expectedWord.size()), &Lower));
-}
 
-TEST_P(MemberTest, DispatchInterfacesKeepTheirIdsInTheTable) {
     if (Param().interfaceDescription->m_flags & ZQInterface_Dual) {
         EXPECT_GE(Member().m_dispid, 1);
         EXPECT_LE(Member().m_dispid, static_cast<DISPID>(Param().interfaceDescription->m_memberCount));
     }
-    // Every parameter but a trailing retval is in; interface parameters say which.
     for (const ZQParamDescription& param : Member().Params()) {
         bool isInterface = param.m_vt == VT_UNKNOWN || param.m_vt == VT_DISPATCH;
         EXPECT_EQ(isInterface, param.m_iid != nullptr) << param.m_typeName;
@@ -181,7 +172,7 @@ TEST_F(TypeInfoTest, GetNamesListsTheMemberAndItsPassedParameters) {
     EXPECT_EQ(0u, count);
 }
 
-TEST_F(TypeInfoTest, DocumentsTheInterfaceAndRefusesUnknownMembers) {
+TEST_F(TypeInfoTest, DocumentsTheInterfaceAndAnswersOnlyItsOwnInterfaces) {
     BSTR name = nullptr, help = nullptr, file = reinterpret_cast<BSTR>(&name);
     DWORD context = 7;
     ASSERT_OK(m_cue->GetDocumentation(-1, &name, &help, &context, &file));
@@ -192,9 +183,7 @@ TEST_F(TypeInfoTest, DocumentsTheInterfaceAndRefusesUnknownMembers) {
     SysFreeString(name);
     SysFreeString(help);
     EXPECT_HR(TYPE_E_ELEMENTNOTFOUND, m_cue->GetDocumentation(42, &name, nullptr, nullptr, nullptr));
-}
 
-TEST_F(TypeInfoTest, AnswersOnlyItsOwnInterfaces) {
     CComPtr<IUnknown> unknown;
     EXPECT_OK(m_cue->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&unknown)));
     EXPECT_EQ(static_cast<IUnknown*>(m_cue), unknown.Get());
@@ -210,21 +199,10 @@ TEST(TypeInfoLifetimeTest, AnOwnTypeInfoIsDeletedAtItsLastRelease) {
     ASSERT_OK(CZQTypeInfo::Create(*ZQFindInterfaceDescription(IID_IZQSubtitleTrack), &typeInfo));
     EXPECT_EQ(2u, typeInfo->AddRef());
     EXPECT_EQ(1u, typeInfo->Release());
-    // ASan reports the object if this doesn't free it.
     EXPECT_EQ(0u, typeInfo->Release());
 }
 
-TEST(InterfaceDescriptionTest, HostInterfacesAreNotReachableByName) {
-    for (const IID* iid : {&IID_IZQMuxSubtitleControl, &IID_IZQDmxSubtitleControl, &IID_IZQMuxSubtitleControlCallback,
-                           &IID_IUnknown, &IID_IDispatch}) {
-        EXPECT_EQ(nullptr, ZQFindInterfaceDescription(*iid));
-        CZQTypeInfo* typeInfo = reinterpret_cast<CZQTypeInfo*>(1);
-        EXPECT_HR(TYPE_E_ELEMENTNOTFOUND, CZQTypeInfo::GetShared(*iid, &typeInfo));
-        EXPECT_EQ(nullptr, typeInfo);
-    }
-}
-
-TEST(InterfaceDescriptionTest, InterfacesFollowTheLibraryOrder) {
+TEST(InterfaceDescriptionTest, FollowsTheLibraryOrderAndLeavesOutHostInterfaces) {
     std::vector<const ZQInterfaceDescription*> fromLibrary;
     for (const ZQTypeLibraryEntry& entry : ZQGetTypeLibraryDescription().Entries()) {
         if (entry.m_kind == ZQTypeLibraryEntryKind::Interface)
@@ -234,6 +212,14 @@ TEST(InterfaceDescriptionTest, InterfacesFollowTheLibraryOrder) {
     EXPECT_EQ(fromLibrary, std::vector<const ZQInterfaceDescription*>(listed.begin(), listed.end()));
     for (const ZQInterfaceDescription* description : listed)
         EXPECT_EQ(description, ZQFindInterfaceDescription(description->m_iid));
+
+    for (const IID* iid : {&IID_IZQMuxSubtitleControl, &IID_IZQDmxSubtitleControl, &IID_IZQMuxSubtitleControlCallback,
+                           &IID_IUnknown, &IID_IDispatch}) {
+        EXPECT_EQ(nullptr, ZQFindInterfaceDescription(*iid));
+        CZQTypeInfo* typeInfo = reinterpret_cast<CZQTypeInfo*>(1);
+        EXPECT_HR(TYPE_E_ELEMENTNOTFOUND, CZQTypeInfo::GetShared(*iid, &typeInfo));
+        EXPECT_EQ(nullptr, typeInfo);
+    }
 }
 
 }  // namespace

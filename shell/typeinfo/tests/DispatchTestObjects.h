@@ -22,24 +22,15 @@ class CTestCue : public CComObjectRootEx, public CZQDispatchImpl<IZQSubtitleCue>
 public:
     void* GetInterface(REFIID iid) noexcept { return ZQFindInterface<IZQSubtitleCue, IDispatch>(this, iid); }
 
-    HRESULT get_Start(double* pVal) override {
-        *pVal = m_start;
-        return S_OK;
-    }
-    HRESULT get_Stop(double* pVal) override {
-        *pVal = m_stop;
-        return S_OK;
-    }
+    HRESULT get_Start(double* pVal) override { *pVal = m_start; return S_OK; }
+    HRESULT get_Stop(double* pVal) override { *pVal = m_stop; return S_OK; }
     HRESULT get_Text(BSTR* pVal) override {
         if (FAILED(m_textStatus))
             return m_textStatus;
         *pVal = SysAllocString(u"Hello");
         return *pVal ? S_OK : E_OUTOFMEMORY;
     }
-    HRESULT get_trackid(LONG* pVal) override {
-        *pVal = m_trackid;
-        return S_OK;
-    }
+    HRESULT get_trackid(LONG* pVal) override { *pVal = m_trackid; return S_OK; }
 
     double m_start = 1.5;
     double m_stop = 2.25;
@@ -62,10 +53,7 @@ public:
         return S_OK;
     }
     HRESULT get_Callback(IZQDmxSubtitleCallback** pVal) override { return m_callback.CopyTo(pVal); }
-    HRESULT putref_Callback(IZQDmxSubtitleCallback* pVal) override {
-        m_callback = pVal;
-        return S_OK;
-    }
+    HRESULT putref_Callback(IZQDmxSubtitleCallback* pVal) override { m_callback = pVal; return S_OK; }
 
     CComPtr<IZQDmxSubtitleCallback> m_callback;
     int m_selectCalls = 0;
@@ -88,10 +76,7 @@ public:
         return S_OK;
     }
     HRESULT RemoveTrack(LONG) override { return E_NOTIMPL; }
-    HRESULT EnterEdit() override {
-        ++m_enterEditCalls;
-        return S_OK;
-    }
+    HRESULT EnterEdit() override { ++m_enterEditCalls; return S_OK; }
     HRESULT LeaveEdit(VARIANT_BOOL) override { return E_NOTIMPL; }
 
     std::u16string m_path;
