@@ -5,7 +5,6 @@
 #include <filesystem>
 
 #include "shell/CZQRegistrar.h"
-#include "shell/ZQRegistryScripts.h"
 #include "tests/support/HResultAssertions.h"
 #include "tests/support/TemporaryRegistry.h"
 
@@ -93,15 +92,6 @@ TEST_F(CZQRegistrarTest, ClassesRootGoesToOneHiveByRegistrationKind) {
     ASSERT_OK(m_registrar.Unregister(kScript));
     EXPECT_FALSE(RegistryKeyExists(HKEY_CURRENT_USER, u"Software\\Classes\\Zq.Test"));
     EXPECT_TRUE(RegistryKeyExists(HKEY_LOCAL_MACHINE, u"Software\\Classes\\Zq.Test"));
-}
-
-TEST(ZQRegistryScripts, BothScriptsParse) {
-    CZQRegistrar registrar;
-    for (const char16_t* name : {u"CLSID", u"PROGID", u"VIPROGID", u"NAME", u"TYPELIB", u"MODULE", u"HELPDIR"})
-        registrar.AddReplacement(name, u"x");
-    std::vector<CZQRegistrar::Root> roots;
-    EXPECT_OK(registrar.Parse(ZQClassRegistryScript(), roots));
-    EXPECT_OK(registrar.Parse(ZQTypeLibraryRegistryScript(), roots));
 }
 
 }  // namespace
