@@ -15,7 +15,9 @@
 #include "subtitle/LanguageTable.h"
 #include "subtitle/SubtitleMediaType.h"
 #include "support/CComPtr.h"
+#include "tools/zqsubtitle/CommandText.h"
 #include "tools/zqsubtitle/ModuleObjects.h"
+#include "tools/zqsubtitle/TrackArgument.h"
 #include "zqplatform/objbase.h"
 #include "zqplatform/oleauto.h"
 #include "zqplatform/text.h"
@@ -44,46 +46,10 @@ void PrintUsage(FILE* out) {
                  "A FILE that exists as given, colons and all, is taken whole.\n");
 }
 
-/// One FILE[:LANGUAGE[:LABEL]] argument.
-struct TrackArgument {
-    std::string path;
-    std::string language;
-    bool hasLanguage = false;
-    std::string label;
-};
-
 struct Options {
     std::vector<TrackArgument> tracks;
     bool json = false;
 };
-
-std::u16string WideFromUtf8(const char* text) {
-    INT units = MultiByteToWideChar(CP_UTF8, 0, text, -1, nullptr, 0);
-    if (units <= 0)
-        return {};
-    std::u16string wide(static_cast<size_t>(units), u'\0');
-    MultiByteToWideChar(CP_UTF8, 0, text, -1, wide.data(), units);
-    wide.resize(static_cast<size_t>(units) - 1);
-    return wide;
-}
-
-std::string Utf8FromWide(const WCHAR* text) {
-    if (text == nullptr)
-        return {};
-    INT bytes = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
-    if (bytes <= 0)
-        return {};
-    std::string narrow(static_cast<size_t>(bytes), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text, -1, narrow.data(), bytes, nullptr, nullptr);
-    narrow.resize(static_cast<size_t>(bytes) - 1);
-    return narrow;
-}
-
-std::string FormatGuid(const GUID& guid) {
-    WCHAR text[40] = {};
-    StringFromGUID2(guid, text, 40);
-    return Utf8FromWide(text);
-}
 
 // The published name of a subtitle identifier, for a reader who knows them.
 const char* GuidName(const GUID& guid) {
@@ -94,16 +60,6 @@ const char* GuidName(const GUID& guid) {
     if (guid == FORMAT_SubtitleInfo)
         return "FORMAT_SubtitleInfo";
     return "unknown";
-}
-
-std::string DescribeStatus(HRESULT hr) {
-    WCHAR text[512] = {};
-    ZQGetStatusText(hr, text, 512);
-    const char* name = ZQGetStatusName(hr);
-    char number[16];
-    std::snprintf(number, sizeof number, "0x%08" PRIX32, static_cast<uint32_t>(hr));
-    std::string out = name != nullptr ? std::string(name) + " (" + number + ")" : std::string(number);
-    return out + ": " + Utf8FromWide(text);
 }
 
 const char* EncodingName(CTextFile::Encoding encoding) {
@@ -140,51 +96,6 @@ std::string ShowLineEnds(const std::string& text) {
     for (char c : text)
         out += c == '\n' ? std::string("\\n") : std::string(1, c);
     return out;
-}
-
-std::string JsonString(const std::string& text) {
-    std::string out = "\"";
-    for (unsigned char c : text) {
-        if (c == '"' || c == '\\') {
-            out += '\\';
-            out += static_cast<char>(c);
-        } else if (c == '\n') {
-            out += "\\n";
-        } else if (c < 0x20) {
-            char escape[8];
-            std::snprintf(escape, sizeof escape, "\\u%04x", c);
-            out += escape;
-        } else {
-            out += static_cast<char>(c);
-        }
-    }
-    return out + "\"";
-}
-
-// The file's name without its folders: a track's label by default.
-std::string FileName(const std::string& path) {
-    const size_t slash = path.rfind('/');
-    return slash != std::string::npos ? path.substr(slash + 1) : path;
-}
-
-TrackArgument ParseTrackArgument(const std::string& argument) {
-    TrackArgument track;
-    std::error_code ignored;
-    const size_t colon = argument.find(':');
-    if (colon == std::string::npos || std::filesystem::exists(argument, ignored)) {
-        track.path = argument;
-    } else {
-        track.path = argument.substr(0, colon);
-        const std::string rest = argument.substr(colon + 1);
-        const size_t second = rest.find(':');
-        track.hasLanguage = true;
-        track.language = rest.substr(0, second);
-        if (second != std::string::npos)
-            track.label = rest.substr(second + 1);
-    }
-    if (track.label.empty())
-        track.label = FileName(track.path);
-    return track;
 }
 
 bool ParseOptions(int argc, char** argv, Options& options) {
@@ -337,9 +248,9 @@ struct LoadedFile {
 LoadedFile LoadFile(IZQMuxSubtitle* mux, const TrackArgument& argument, bool json) {
     LoadedFile loaded;
     loaded.argument = &argument;
-    const std::u16string path = WideFromUtf8(argument.path.c_str());
-    const std::u16string language = WideFromUtf8(argument.language.c_str());
-    const std::u16string label = WideFromUtf8(argument.label.c_str());
+    const std::u16string path = WideFromUtf8(argument.path);
+    const std::u16string language = WideFromUtf8(argument.language);
+    const std::u16string label = WideFromUtf8(argument.label);
     loaded.codePage = GetLanguageCodePage(argument.hasLanguage ? language.c_str() : nullptr);
     {
         CTextFile file(CTextFile::Encoding_Auto, loaded.codePage);

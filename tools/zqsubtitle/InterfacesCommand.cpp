@@ -5,6 +5,7 @@
 #include <string>
 
 #include "shell/typeinfo/ZQInterfaceDescription.h"
+#include "tools/zqsubtitle/CommandText.h"
 
 namespace {
 
@@ -16,14 +17,6 @@ void PrintUsage(FILE* out) {
                  "Lists each automation interface of the type library in its order, with its\n"
                  "IID, help text and members (dispatch id, kind, name, parameters, help text).\n"
                  "  --json   print one JSON document instead of text\n");
-}
-
-std::string FormatGuid(const GUID& guid) {
-    char text[39];
-    std::snprintf(text, sizeof text, "{%08X-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}", guid.Data1, guid.Data2,
-                  guid.Data3, guid.Data4[0], guid.Data4[1], guid.Data4[2], guid.Data4[3], guid.Data4[4],
-                  guid.Data4[5], guid.Data4[6], guid.Data4[7]);
-    return text;
 }
 
 const char* KindName(INVOKEKIND kind) {
@@ -86,16 +79,6 @@ void PrintText(const ZQInterfaceDescription& description) {
 
 /// The descriptions hold ASCII names and help texts only, but quoting stays
 /// correct should one ever carry a quote or a backslash.
-std::string JsonString(const char* text) {
-    std::string quoted = "\"";
-    for (const char* c = text; *c; ++c) {
-        if (*c == '"' || *c == '\\')
-            quoted += '\\';
-        quoted += *c;
-    }
-    return quoted + "\"";
-}
-
 void PrintJson() {
     std::printf("[\n");
     bool firstInterface = true;

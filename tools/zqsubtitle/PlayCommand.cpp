@@ -17,7 +17,9 @@
 
 #include "dmx/CMonotonicReferenceClock.h"
 #include "support/CComPtr.h"
+#include "tools/zqsubtitle/CommandText.h"
 #include "tools/zqsubtitle/ModuleObjects.h"
+#include "tools/zqsubtitle/TrackArgument.h"
 #include "zqplatform/oleauto.h"
 #include "zqplatform/sync.h"
 #include "zqplatform/text.h"
@@ -52,70 +54,12 @@ void PrintUsage(FILE* out) {
                  "A FILE that exists as given, colons and all, is taken whole.\n");
 }
 
-/// One FILE[:LANGUAGE[:LABEL]] argument.
-struct TrackArgument {
-    std::string path;
-    std::string language;
-    std::string label;
-};
-
 struct Options {
     std::vector<TrackArgument> tracks;
     double speed = 1.0;
     double from = 0.0;
     bool json = false;
 };
-
-std::u16string WideFromUtf8(const std::string& text) {
-    const INT units = MultiByteToWideChar(CP_UTF8, 0, text.c_str(), -1, nullptr, 0);
-    if (units <= 0)
-        return {};
-    std::u16string wide(static_cast<size_t>(units), u'\0');
-    MultiByteToWideChar(CP_UTF8, 0, text.c_str(), -1, wide.data(), units);
-    wide.resize(static_cast<size_t>(units) - 1);
-    return wide;
-}
-
-std::string Utf8FromWide(const WCHAR* text) {
-    if (text == nullptr)
-        return {};
-    const INT bytes = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
-    if (bytes <= 0)
-        return {};
-    std::string narrow(static_cast<size_t>(bytes), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text, -1, narrow.data(), bytes, nullptr, nullptr);
-    narrow.resize(static_cast<size_t>(bytes) - 1);
-    return narrow;
-}
-
-std::string DescribeStatus(HRESULT hr) {
-    WCHAR text[512] = {};
-    ZQGetStatusText(hr, text, 512);
-    const char* name = ZQGetStatusName(hr);
-    char number[16];
-    std::snprintf(number, sizeof number, "0x%08" PRIX32, static_cast<uint32_t>(hr));
-    const std::string head = name != nullptr ? std::string(name) + " (" + number + ")" : std::string(number);
-    return head + ": " + Utf8FromWide(text);
-}
-
-std::string JsonString(const std::string& text) {
-    std::string out = "\"";
-    for (unsigned char c : text) {
-        if (c == '"' || c == '\\') {
-            out += '\\';
-            out += static_cast<char>(c);
-        } else if (c == '\n') {
-            out += "\\n";
-        } else if (c < 0x20) {
-            char escape[8];
-            std::snprintf(escape, sizeof escape, "\\u%04x", c);
-            out += escape;
-        } else {
-            out += static_cast<char>(c);
-        }
-    }
-    return out + "\"";
-}
 
 // A cue's lines on one line of the terminal.
 std::string OneLine(const std::string& text) {
@@ -126,30 +70,6 @@ std::string OneLine(const std::string& text) {
         out += c == '\n' ? std::string(" | ") : std::string(1, c);
     }
     return out;
-}
-
-std::string FileName(const std::string& path) {
-    const size_t slash = path.rfind('/');
-    return slash != std::string::npos ? path.substr(slash + 1) : path;
-}
-
-TrackArgument ParseTrackArgument(const std::string& argument) {
-    TrackArgument track;
-    std::error_code ignored;
-    const size_t colon = argument.find(':');
-    if (colon == std::string::npos || std::filesystem::exists(argument, ignored)) {
-        track.path = argument;
-    } else {
-        track.path = argument.substr(0, colon);
-        const std::string rest = argument.substr(colon + 1);
-        const size_t second = rest.find(':');
-        track.language = rest.substr(0, second);
-        if (second != std::string::npos)
-            track.label = rest.substr(second + 1);
-    }
-    if (track.label.empty())
-        track.label = FileName(track.path);
-    return track;
 }
 
 bool ParseNumber(const char* text, double& value) {

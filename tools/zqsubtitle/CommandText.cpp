@@ -1,0 +1,65 @@
+#include "tools/zqsubtitle/CommandText.h"
+
+#include <cinttypes>
+#include <cstdio>
+
+#include "zqplatform/objbase.h"
+#include "zqplatform/status.h"
+#include "zqplatform/text.h"
+
+std::u16string WideFromUtf8(const std::string& text) {
+    const INT units = MultiByteToWideChar(CP_UTF8, 0, text.c_str(), -1, nullptr, 0);
+    if (units <= 0)
+        return {};
+    std::u16string wide(static_cast<size_t>(units), u'\0');
+    MultiByteToWideChar(CP_UTF8, 0, text.c_str(), -1, wide.data(), units);
+    wide.resize(static_cast<size_t>(units) - 1);
+    return wide;
+}
+
+std::string Utf8FromWide(const WCHAR* text) {
+    if (text == nullptr)
+        return {};
+    const INT bytes = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
+    if (bytes <= 0)
+        return {};
+    std::string narrow(static_cast<size_t>(bytes), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, text, -1, narrow.data(), bytes, nullptr, nullptr);
+    narrow.resize(static_cast<size_t>(bytes) - 1);
+    return narrow;
+}
+
+std::string FormatGuid(const GUID& guid) {
+    WCHAR text[40] = {};
+    StringFromGUID2(guid, text, 40);
+    return Utf8FromWide(text);
+}
+
+std::string DescribeStatus(HRESULT hr) {
+    WCHAR text[512] = {};
+    ZQGetStatusText(hr, text, 512);
+    const char* name = ZQGetStatusName(hr);
+    char number[16];
+    std::snprintf(number, sizeof number, "0x%08" PRIX32, static_cast<uint32_t>(hr));
+    const std::string head = name != nullptr ? std::string(name) + " (" + number + ")" : std::string(number);
+    return head + ": " + Utf8FromWide(text);
+}
+
+std::string JsonString(const std::string& text) {
+    std::string out = "\"";
+    for (unsigned char c : text) {
+        if (c == '"' || c == '\\') {
+            out += '\\';
+            out += static_cast<char>(c);
+        } else if (c == '\n') {
+            out += "\\n";
+        } else if (c < 0x20) {
+            char escape[8];
+            std::snprintf(escape, sizeof escape, "\\u%04x", c);
+            out += escape;
+        } else {
+            out += static_cast<char>(c);
+        }
+    }
+    return out + "\"";
+}
