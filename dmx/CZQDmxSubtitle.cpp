@@ -320,33 +320,33 @@ HRESULT CZQDmxSubtitle::FindStreamTrackInternal(LONG trackid, CZQSubtitleTrack**
     return m_Tracks->FindByID(trackid, track);
 }
 
-HRESULT CZQDmxSubtitle::BeginFlush(LONG trackid) noexcept {
+template <class Operation>
+HRESULT CZQDmxSubtitle::OnStreamTrack(LONG trackid, Operation operation) noexcept {
     return ZQCallWithBarrier([&] {
         CWorkerInterlock::Guard lock(*m_Lock);
         CComPtr<CZQSubtitleTrack> track;
         const HRESULT hr = FindStreamTrackInternal(trackid, &track);
         if (FAILED(hr) || !track)
             return hr;
+        return operation(*track);
+    });
+}
+
+HRESULT CZQDmxSubtitle::BeginFlush(LONG trackid) noexcept {
+    return OnStreamTrack(trackid, [this](CZQSubtitleTrack& track) {
         bool wasActive = false;
-        track->DeactivateAll(&wasActive);
+        track.DeactivateAll(&wasActive);
         if (wasActive) {
             const HRESULT cueHr = m_Callback->Cue(ZQSubtitle_Cue_Event_Clear, 0.0, nullptr);
             if (FAILED(cueHr))
                 return cueHr;
         }
-        return track->BeginFlush();
+        return track.BeginFlush();
     });
 }
 
 HRESULT CZQDmxSubtitle::EndFlush(LONG trackid) noexcept {
-    return ZQCallWithBarrier([&] {
-        CWorkerInterlock::Guard lock(*m_Lock);
-        CComPtr<CZQSubtitleTrack> track;
-        const HRESULT hr = FindStreamTrackInternal(trackid, &track);
-        if (FAILED(hr) || !track)
-            return hr;
-        return track->EndFlush();
-    });
+    return OnStreamTrack(trackid, [](CZQSubtitleTrack& track) { return track.EndFlush(); });
 }
 
 HRESULT CZQDmxSubtitle::NewSegment(LONG trackid, REFERENCE_TIME start, REFERENCE_TIME stop, double rate) noexcept {
@@ -366,26 +366,12 @@ HRESULT CZQDmxSubtitle::NewSegment(LONG trackid, REFERENCE_TIME start, REFERENCE
 }
 
 HRESULT CZQDmxSubtitle::EndOfStream(LONG trackid) noexcept {
-    return ZQCallWithBarrier([&] {
-        CWorkerInterlock::Guard lock(*m_Lock);
-        CComPtr<CZQSubtitleTrack> track;
-        const HRESULT hr = FindStreamTrackInternal(trackid, &track);
-        if (FAILED(hr) || !track)
-            return hr;
-        return track->EndOfStream();
-    });
+    return OnStreamTrack(trackid, [](CZQSubtitleTrack& track) { return track.EndOfStream(); });
 }
 
 HRESULT CZQDmxSubtitle::Receive(LONG trackid, REFERENCE_TIME start, REFERENCE_TIME stop, BYTE* data,
                                 LONG length) noexcept {
-    return ZQCallWithBarrier([&] {
-        CWorkerInterlock::Guard lock(*m_Lock);
-        CComPtr<CZQSubtitleTrack> track;
-        const HRESULT hr = FindStreamTrackInternal(trackid, &track);
-        if (FAILED(hr) || !track)
-            return hr;
-        return track->AddSample(start, stop, data, length);
-    });
+    return OnStreamTrack(trackid, [&](CZQSubtitleTrack& track) { return track.AddSample(start, stop, data, length); });
 }
 
 HRESULT CZQDmxSubtitle::GetStreamTime(REFERENCE_TIME* time) {

@@ -151,6 +151,11 @@ private:
     /// The shared start of the five stream operations: `*track` is null and
     /// the answer S_OK while Stopped; else the look-up's answer.
     HRESULT FindStreamTrackInternal(LONG trackid, CZQSubtitleTrack** track);
+    /// A stream operation that only needs its track: under m_Lock, S_OK and
+    /// nothing done while Stopped, the look-up's failure for an unknown id,
+    /// else the answer of `operation(track)`.
+    template <class Operation>
+    HRESULT OnStreamTrack(LONG trackid, Operation operation) noexcept;
     /// Starts the worker from Stopped. Leaves the state to the caller.
     HRESULT StartWorkerInternal();
     /// Tells the worker to end and waits for it, with m_Lock held.
