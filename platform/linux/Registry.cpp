@@ -216,6 +216,18 @@ LONG Target(HKEY key, const WCHAR* subKey, View& view, Path& path) {
     return ERROR_SUCCESS;
 }
 
+/// Target, then the key there: where it lives, and its node or null when it
+/// doesn't exist.
+LONG ReadTarget(HKEY key, const WCHAR* subKey, View& view, Path& path, Location& location,
+                const RegistryNode*& node) {
+    node = nullptr;
+    LONG error = Target(key, subKey, view, path);
+    if (error != ERROR_SUCCESS)
+        return error;
+    location = Locate(view, path);
+    return ReadNode(location, node);
+}
+
 bool IsPredefined(HKEY key) {
     return key == HKEY_CLASSES_ROOT || key == HKEY_CURRENT_USER || key == HKEY_LOCAL_MACHINE;
 }
@@ -251,12 +263,9 @@ LSTATUS RegCreateKeyExW(HKEY key, const WCHAR* subKey, DWORD /*reserved*/, WCHAR
     return Guarded([&]() -> LONG {
         View view;
         Path path;
-        LONG error = Target(key, subKey, view, path);
-        if (error != ERROR_SUCCESS)
-            return error;
-        Location location = Locate(view, path);
+        Location location;
         const RegistryNode* node = nullptr;
-        error = ReadNode(location, node);
+        LONG error = ReadTarget(key, subKey, view, path, location, node);
         if (error != ERROR_SUCCESS)
             return error;
         bool created = false;
@@ -288,11 +297,9 @@ LSTATUS RegOpenKeyExW(HKEY key, const WCHAR* subKey, DWORD /*options*/, REGSAM /
     return Guarded([&]() -> LONG {
         View view;
         Path path;
-        LONG error = Target(key, subKey, view, path);
-        if (error != ERROR_SUCCESS)
-            return error;
+        Location location;
         const RegistryNode* node = nullptr;
-        error = ReadNode(Locate(view, path), node);
+        LONG error = ReadTarget(key, subKey, view, path, location, node);
         if (error != ERROR_SUCCESS)
             return error;
         if (node == nullptr && !(IsPredefined(key) && path.empty()))
@@ -385,12 +392,9 @@ LSTATUS RegDeleteKeyW(HKEY key, const WCHAR* subKey) {
     return Guarded([&]() -> LONG {
         View view;
         Path path;
-        LONG error = Target(key, subKey, view, path);
-        if (error != ERROR_SUCCESS)
-            return error;
-        Location location = Locate(view, path);
+        Location location;
         const RegistryNode* node = nullptr;
-        error = ReadNode(location, node);
+        LONG error = ReadTarget(key, subKey, view, path, location, node);
         if (error != ERROR_SUCCESS)
             return error;
         if (node == nullptr)
@@ -415,12 +419,9 @@ LSTATUS RegDeleteTreeW(HKEY key, const WCHAR* subKey) {
     return Guarded([&]() -> LONG {
         View view;
         Path path;
-        LONG error = Target(key, subKey, view, path);
-        if (error != ERROR_SUCCESS)
-            return error;
-        Location location = Locate(view, path);
+        Location location;
         const RegistryNode* node = nullptr;
-        error = ReadNode(location, node);
+        LONG error = ReadTarget(key, subKey, view, path, location, node);
         if (error != ERROR_SUCCESS)
             return error;
         bool keepKey = subKey == nullptr || subKey[0] == 0;
