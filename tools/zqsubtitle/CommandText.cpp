@@ -2,6 +2,7 @@
 
 #include <cinttypes>
 #include <cstdio>
+#include <cstring>
 
 #include "zqplatform/objbase.h"
 #include "zqplatform/status.h"
@@ -43,6 +44,14 @@ std::string DescribeStatus(HRESULT hr) {
     std::snprintf(number, sizeof number, "0x%08" PRIX32, static_cast<uint32_t>(hr));
     const std::string head = name != nullptr ? std::string(name) + " (" + number + ")" : std::string(number);
     return head + ": " + Utf8FromWide(text);
+}
+
+bool AsksForHelp(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0)
+            return true;
+    }
+    return false;
 }
 
 std::string JsonString(const std::string& text) {

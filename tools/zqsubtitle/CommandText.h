@@ -1,5 +1,6 @@
-// Text helpers shared by the subcommands: UTF-8 at the terminal, UTF-16 at
-// the module's interfaces, statuses with their names and texts, JSON strings.
+// Helpers shared by the subcommands: UTF-8 at the terminal, UTF-16 at
+// the module's interfaces, statuses with their names and texts, JSON
+// strings, the help option.
 #pragma once
 
 #include <string>
@@ -17,6 +18,9 @@ std::string FormatGuid(const GUID& guid);
 
 /// "NAME (0x8007000E): text", or the number and text for a status without a name.
 std::string DescribeStatus(HRESULT hr);
+
+/// Whether an argument after the subcommand's name is "--help" or "-h".
+bool AsksForHelp(int argc, char** argv);
 
 /// `text` as a quoted JSON string: quotes, backslashes and control characters escaped.
 std::string JsonString(const std::string& text);

@@ -324,11 +324,9 @@ HRESULT LoadAndRun(IZQMuxSubtitle* mux, IZQMuxSubtitleControl* control, CDumpHos
 }  // namespace
 
 int RunDumpCommand(int argc, char** argv) {
-    for (int i = 1; i < argc; ++i) {
-        if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
-            PrintUsage(stdout);
-            return 0;
-        }
+    if (AsksForHelp(argc, argv)) {
+        PrintUsage(stdout);
+        return 0;
     }
     Options options;
     if (!ParseOptions(argc, argv, options)) {

@@ -477,11 +477,9 @@ PlayEnd PlayToEnd(PlayObjects& objects, const CEventPrinter& printer, REFERENCE_
 }  // namespace
 
 int RunPlayCommand(int argc, char** argv) {
-    for (int i = 1; i < argc; ++i) {
-        if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
-            PrintUsage(stdout);
-            return 0;
-        }
+    if (AsksForHelp(argc, argv)) {
+        PrintUsage(stdout);
+        return 0;
     }
     Options options;
     if (!ParseOptions(argc, argv, options)) {
