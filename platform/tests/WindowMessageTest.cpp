@@ -73,8 +73,12 @@ bool PumpUntil(Predicate done) {
             return false;
         pollfd entry{ZQGetMessageQueueFd(), POLLIN, 0};
         ::poll(&entry, 1, 50);
-        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
+        // Posters may keep the queue full: look at the condition now and then while draining.
+        for (int n = 1; PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE); ++n) {
             DispatchMessageW(&message);
+            if (n % 256 == 0 && done())
+                return true;
+        }
     }
     return true;
 }
