@@ -87,11 +87,13 @@ protected:
     void TearDown() override {
         m_cue = nullptr;
         m_dmx = nullptr;
+        m_mux = nullptr;
         EXPECT_EQ(0, ZQModule().GetLockCount());
     }
 
     CComPtr<CComObject<CTestCue>> m_cue = MakeTestObject<CTestCue>();
     CComPtr<CComObject<CTestDmx>> m_dmx = MakeTestObject<CTestDmx>();
+    CComPtr<CComObject<CTestMux>> m_mux = MakeTestObject<CTestMux>();
 };
 
 TEST_F(DispatchTest, PropertyGettersAnswerTheirValuesAsVariantsOrDropThemWithoutLeak) {
@@ -114,7 +116,7 @@ TEST_F(DispatchTest, WrongKindsIdsInterfacesAndArgumentCountsAreRefused) {
     EXPECT_HR(DISP_E_MEMBERNOTFOUND, Invoke(m_cue.Get(), 1, DISPATCH_METHOD, DISPPARAMS{}, &result));
     EXPECT_HR(DISP_E_MEMBERNOTFOUND, Get(m_cue.Get(), 5, &result));
     EXPECT_HR(DISP_E_MEMBERNOTFOUND, Get(m_cue.Get(), DISPID_UNKNOWN, &result));
-    EXPECT_HR(DISP_E_MEMBERNOTFOUND, Get(m_dmx.Get(), 4, &result));  // SelectTrack is a method
+    EXPECT_HR(DISP_E_MEMBERNOTFOUND, Get(m_mux.Get(), 5, &result));  // EnterEdit is a method
     // Callback is put by reference only.
     ArgList args{Unknown(nullptr)};
     std::vector<DISPID> named{DISPID_PROPERTYPUT};
@@ -138,9 +140,7 @@ TEST_F(DispatchTest, WrongKindsIdsInterfacesAndArgumentCountsAreRefused) {
 TEST_F(DispatchTest, ArgumentsArriveInReverseOrderConvertedOrReadThroughReferences) {
     // rgvarg[1] is the first parameter: a string that reads as a number, a short that reads as true.
     ArgList converted{I2(1), Bstr(u"3")};
-    ScopedVariant none;  // a method without a result leaves it empty
-    ASSERT_OK(Invoke(m_dmx.Get(), 4, DISPATCH_METHOD, converted.Params(), &none));
-    EXPECT_EQ(VT_EMPTY, none->vt);
+    ASSERT_OK(Invoke(m_dmx.Get(), 4, DISPATCH_METHOD, converted.Params(), nullptr));
     EXPECT_EQ(1, m_dmx->m_selectCalls);
     EXPECT_EQ(3, m_dmx->m_selectedTrack);
     EXPECT_EQ(VARIANT_TRUE, m_dmx->m_selected);
@@ -183,6 +183,22 @@ TEST_F(DispatchTest, NamedArgumentsGoToTheirParameters) {
     EXPECT_HR(DISP_E_PARAMNOTFOUND,
               Invoke(m_dmx.Get(), 4, DISPATCH_METHOD, one.Params(&named7), nullptr, nullptr, &argErr));
     EXPECT_EQ(1u, argErr);
+}
+
+TEST_F(DispatchTest, StringParametersAndAMethodRetval) {
+    ArgList args{Bstr(u"en"), Bstr(u"English"), Bstr(u"/tmp/a.srt")};
+    ScopedVariant trackid;
+    ASSERT_OK(Invoke(m_mux.Get(), 3, DISPATCH_METHOD, args.Params(), &trackid));
+    EXPECT_EQ(u"/tmp/a.srt", m_mux->m_path);
+    EXPECT_EQ(u"English", m_mux->m_label);
+    EXPECT_EQ(u"en", m_mux->m_language);
+    EXPECT_EQ(VT_I4, trackid->vt);
+    EXPECT_EQ(7, trackid->lVal);
+
+    ScopedVariant none;
+    ASSERT_OK(Invoke(m_mux.Get(), 5, DISPATCH_METHOD, DISPPARAMS{}, &none));
+    EXPECT_EQ(1, m_mux->m_enterEditCalls);
+    EXPECT_EQ(VT_EMPTY, none->vt);
 }
 
 TEST_F(DispatchTest, AFailingMethodIsAnExceptionWithItsStatusAndText) {
@@ -249,7 +265,8 @@ TEST_F(CallbackPropertyTest, PutRefRefusesAMissingNamedArgumentAndOtherInterface
 }
 
 TEST_F(DispatchTest, TypeInfoIsServedAtIndexZeroSharedAndHandedOutWithOneReference) {
-    for (IDispatch* object : {static_cast<IDispatch*>(m_cue.Get()), static_cast<IDispatch*>(m_dmx.Get())}) {
+    for (IDispatch* object : {static_cast<IDispatch*>(m_cue.Get()), static_cast<IDispatch*>(m_dmx.Get()),
+                              static_cast<IDispatch*>(m_mux.Get())}) {
         UINT count = 0;
         EXPECT_OK(object->GetTypeInfoCount(&count));
         EXPECT_EQ(1u, count);
@@ -284,6 +301,7 @@ TEST_F(DispatchTest, TypeInfoIsServedAtIndexZeroSharedAndHandedOutWithOneReferen
     m_cue = nullptr;
     other = nullptr;
     m_dmx = nullptr;
+    m_mux = nullptr;
     EXPECT_EQ(2, ZQModule().GetLockCount());
     first = nullptr;
     EXPECT_EQ(1, ZQModule().GetLockCount());

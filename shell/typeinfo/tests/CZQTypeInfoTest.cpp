@@ -23,9 +23,17 @@ std::u16string WithCase(std::string_view text, int (*convert)(int)) {
     return result;
 }
 
-int Same(int c) { return c; }
-int Upper(int c) { return std::toupper(c); }
-int Lower(int c) { return std::tolower(c); }
+int Same(int c) {
+    return c;
+}
+
+int Upper(int c) {
+    return std::toupper(c);
+}
+
+int Lower(int c) {
+    return std::tolower(c);
+}
 
 /// One member of one interface of the description.
 struct MemberCase {
@@ -57,15 +65,18 @@ protected:
     const MemberCase& Param() const { return GetParam(); }
     const ZQMemberDescription& Member() const { return *GetParam().member; }
 
+    HRESULT IdOf(std::u16string name, DISPID* id) {
+        LPOLESTR names[] = {name.data()};
+        return m_typeInfo->GetIDsOfNames(names, 1, id);
+    }
+
     CZQTypeInfo* m_typeInfo = nullptr;
 };
 
 TEST_P(MemberTest, MemberAndItsParametersResolveByNameInAnyCase) {
     for (int (*convert)(int) : {&Same, &Upper, &Lower}) {
-        std::u16string name = WithCase(Member().m_name, convert);
-        LPOLESTR names[] = {name.data()};
         DISPID id = 0;
-        ASSERT_OK(m_typeInfo->GetIDsOfNames(names, 1, &id));
+        ASSERT_OK(IdOf(WithCase(Member().m_name, convert), &id));
         EXPECT_EQ(Member().m_dispid, id);
     }
     std::u16string memberName = Widen(Member().m_name);

@@ -61,6 +61,30 @@ public:
     VARIANT_BOOL m_selected = VARIANT_FALSE;
 };
 
+/// A multiplexer that records the strings it was given.
+class CTestMux : public CComObjectRootEx, public CZQDispatchImpl<IZQMuxSubtitle> {
+public:
+    void* GetInterface(REFIID iid) noexcept { return ZQFindInterface<IZQMuxSubtitle, IDispatch>(this, iid); }
+
+    HRESULT get_Tracks(IZQSubtitleTrackList**) override { return E_NOTIMPL; }
+    HRESULT get_TextTracks(IZQSubtitleTrackList**) override { return E_NOTIMPL; }
+    HRESULT AddTextTrackFromFile(BSTR path, BSTR Label, BSTR Language, LONG* trackid) override {
+        m_path = FromBstr(path);
+        m_label = FromBstr(Label);
+        m_language = FromBstr(Language);
+        *trackid = 7;
+        return S_OK;
+    }
+    HRESULT RemoveTrack(LONG) override { return E_NOTIMPL; }
+    HRESULT EnterEdit() override { ++m_enterEditCalls; return S_OK; }
+    HRESULT LeaveEdit(VARIANT_BOOL) override { return E_NOTIMPL; }
+
+    std::u16string m_path;
+    std::u16string m_label;
+    std::u16string m_language;
+    int m_enterEditCalls = 0;
+};
+
 ZQ_END_INTERFACE_CLASS
 
 /// Makes a CComObject<T> and holds its first reference.
