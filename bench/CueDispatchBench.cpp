@@ -13,7 +13,7 @@
 
 #include "dmx/CZQDmxSubtitleCallback.h"
 #include "subtitle/CZQSubtitleCue.h"
-#include "support/CComPtr.h"
+#include "zqplatform/comptr.h"
 #include "zqplatform/winuser.h"
 
 namespace {

@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "subtitle/CZQSubtitleCueList.h"
 #include "bench/support/AllocationCounter.h"
-#include "support/CComPtr.h"
+#include "subtitle/CZQSubtitleCueList.h"
+#include "zqplatform/comptr.h"
 
 namespace {
 

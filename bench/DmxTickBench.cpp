@@ -6,12 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "dmx/CMonotonicReferenceClock.h"
 #include "dmx/CZQDmxSubtitle.h"
+#include "hosts/common/CMonotonicReferenceClock.h"
 #include "subtitle/CZQSubtitleTrack.h"
 #include "subtitle/CZQSubtitleTrackList.h"
 #include "subtitle/SubtitleMediaType.h"
-#include "support/CComPtr.h"
+#include "zqplatform/comptr.h"
 #include "zqplatform/winuser.h"
 
 namespace {

@@ -13,9 +13,9 @@
 #include <new>
 #include <string>
 
-#include "mux/CZQMuxSubtitle.h"
 #include "bench/support/AllocationCounter.h"
-#include "support/CComPtr.h"
+#include "mux/CZQMuxSubtitle.h"
+#include "zqplatform/comptr.h"
 #include "zqplatform/oleauto.h"
 #include "zqplatform/sync.h"
 

@@ -13,8 +13,7 @@
 #include <string>
 
 #include "subrip/CTextFile.h"
-#include "subrip/SubRipParser.h"
-#include "subtitle/CZQSubtitleCueList.h"
+#include "subtitle/CZQSubtitleTrack.h"
 #include "zqplatform/fileio.h"
 
 namespace {
@@ -160,22 +159,22 @@ void ReadLines(benchmark::State& state, Kind kind) {
 void LoadCues(benchmark::State& state, Kind kind) {
     const BenchFile& file = FileFor(kind);
     std::u16string path = file.path.u16string();
-    // The list's release is timed apart: it is the end of the cues' life,
+    // The track's release is timed apart: it is the end of the cues' life,
     // not part of loading them, and the allocator's work there is its own.
     std::chrono::nanoseconds releasing{0};
     for (auto _ : state) {
         CTextFile text(CTextFile::Encoding_Auto, 1252);
-        CZQSubtitleCueList* cues = nullptr;
-        if (FAILED(text.Open(path.c_str())) || FAILED(CZQSubtitleCueList::Create(&cues))) {
+        CZQSubtitleTrack* track = nullptr;
+        if (FAILED(text.Open(path.c_str())) || FAILED(CZQSubtitleTrack::Create(&track))) {
             state.SkipWithError("open failed");
             return;
         }
-        HRESULT hr = ZQParseSubRip(text, 1, *cues);
-        if (hr != S_OK || cues->GetCount() != file.cues)
+        HRESULT hr = track->ParseSubRip(text);
+        if (hr != S_OK || track->GetCueCount() != file.cues)
             state.SkipWithError("the file did not load whole");
         state.PauseTiming();
         auto start = std::chrono::steady_clock::now();
-        cues->Release();
+        track->Release();
         releasing += std::chrono::steady_clock::now() - start;
         state.ResumeTiming();
     }

@@ -33,9 +33,24 @@ if(ZQ_FUZZ)
   add_link_options(-fsanitize=address,undefined)
 endif()
 
+# zq_include_root(TARGET SCOPE)
+# Gives TARGET an include root of its own in the build tree that holds the
+# calling folder alone, under its path from the source root (a link). Files
+# include "support/CAMThread.h" as before, but a library sees only its own
+# folder and the roots of what it links: an include from a layer above fails
+# to compile. SCOPE is PUBLIC for a library, PRIVATE for a program.
+function(zq_include_root target scope)
+  file(RELATIVE_PATH folder ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
+  set(root ${CMAKE_BINARY_DIR}/include-roots/${target})
+  get_filename_component(parent ${root}/${folder} DIRECTORY)
+  file(MAKE_DIRECTORY ${parent})
+  file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR} ${root}/${folder} SYMBOLIC)
+  target_include_directories(${target} ${scope} ${root})
+endfunction()
+
 # zq_folder_library(NAME [SHARED] [DEPS ...])
-# Builds every .cpp file directly in the calling folder into the library NAME.
-# Headers are included from the source root ("support/CAMThread.h").
+# Builds every .cpp file directly in the calling folder into the library NAME,
+# which links DEPS (the libraries below it) and exposes its own include root.
 function(zq_folder_library name)
   cmake_parse_arguments(ARG "SHARED" "" "DEPS" ${ARGN})
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
@@ -44,7 +59,7 @@ function(zq_folder_library name)
   else()
     add_library(${name} STATIC ${sources})
   endif()
-  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR})
+  zq_include_root(${name} PUBLIC)
   target_compile_options(${name} PRIVATE ${ZQ_WARNINGS})
   target_link_libraries(${name} PUBLIC ${ARG_DEPS})
 endfunction()

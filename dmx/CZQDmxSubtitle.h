@@ -5,11 +5,11 @@
 #include <atomic>
 #include <cstdint>
 
-#include "shell/typeinfo/CZQDispatchImpl.h"
+#include "interfaces/CZQDispatchImpl.h"
 #include "support/CAMThread.h"
 #include "support/CComObjectRoot.h"
-#include "support/CComPtr.h"
 #include "support/CWorkerInterlock.h"
+#include "zqplatform/comptr.h"
 #include "zqplatform/strmif.h"
 #include "zqsubtitle/ZQSubtitle.h"
 

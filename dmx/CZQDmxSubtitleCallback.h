@@ -6,7 +6,7 @@
 
 #include "dmx/CZQDmxSubtitleEventQueue.h"
 #include "support/CComObjectRoot.h"
-#include "support/CComPtr.h"
+#include "zqplatform/comptr.h"
 #include "zqplatform/winuser.h"
 #include "zqsubtitle/ZQSubtitle.h"
 

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "dmx/CZQDmxSubtitleCallbackEvent.h"
-#include "support/CComPtr.h"
+#include "zqplatform/comptr.h"
 
 /// A copy of one call of IZQDmxSubtitleCallback::Cue. Its reference to the
 /// cue keeps the cue alive after its list has dropped it (a flush), until

@@ -4,11 +4,11 @@
 
 #include <vector>
 
-#include "shell/typeinfo/CZQDispatchImpl.h"
+#include "interfaces/CZQDispatchImpl.h"
 #include "support/CAMThread.h"
 #include "support/CComObjectRoot.h"
-#include "support/CComPtr.h"
 #include "support/CWorkerInterlock.h"
+#include "zqplatform/comptr.h"
 #include "zqsubtitle/ZQSubtitle.h"
 
 class CZQSubtitleTrackList;

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "shell/typeinfo/ZQInterfaceDescription.h"
+#include "interfaces/ZQInterfaceDescription.h"
 #include "zqplatform/objbase.h"
 
 namespace {

@@ -1,14 +1,15 @@
 // The version record as data of the module file, in a section of its own, so
 // that a tool reads it without loading the module and without an export:
 //     readelf -p .zqversion libZQSubtitle.so
-#include "shell/ZQVersionRecord.h"
+// The version numbers come from the project's one version (CMake).
+#include "zqsubtitle/ZQSubtitleVersion.h"
 
 namespace {
 
 // Name=value pairs, each ending in a NUL, in the order of the record.
 [[gnu::used, gnu::section(".zqversion")]] constexpr char kVersionSection[] =
-    "FileVersion=1.0.0.481\0"
-    "ProductVersion=1.0.0.481\0"
+    "FileVersion=" ZQSUBTITLE_VERSION_TEXT "\0"
+    "ProductVersion=" ZQSUBTITLE_VERSION_TEXT "\0"
     "Comments=Kestrix Subtitle Library\0"
     "FileDescription=Kestrix Subtitle Library\0"
     "ProductName=Kestrix Subtitle Library\0"

@@ -4,7 +4,6 @@
 
 #include "subrip/CTextFile.h"
 #include "subrip/SubRipScan.h"
-#include "subtitle/CZQSubtitleCueList.h"
 #include "zqplatform/status.h"
 
 namespace {
@@ -42,7 +41,7 @@ bool IsCounter(std::u16string_view trimmed) noexcept {
 // doesn't give a line ends it too, and the main loop's next read then meets
 // the same end or failure.
 HRESULT ReadCue(CTextFile& file, std::u16string& line, std::u16string& text, const int32_t (&fields)[kTimeFields],
-                LONG trackid, CZQSubtitleCueList& cues) {
+                CSubRipCueSink& cues) {
     text.clear();
     bool blankSeen = false;
     while (file.ReadLine(line) == S_OK) {
@@ -56,12 +55,13 @@ HRESULT ReadCue(CTextFile& file, std::u16string& line, std::u16string& text, con
     }
     REFERENCE_TIME start = TimeFromFields(fields[0], fields[2], fields[4], fields[6]);
     REFERENCE_TIME stop = TimeFromFields(fields[7], fields[9], fields[11], fields[13]);
-    return cues.AddCue(trackid, text.data(), text.size(), start, stop);
+    return cues.AddCue(text.data(), text.size(), start, stop);
 }
 
-HRESULT ParseLines(CTextFile& file, LONG trackid, CZQSubtitleCueList& cues) {
+HRESULT ParseLines(CTextFile& file, CSubRipCueSink& cues) {
     std::u16string line;
     std::u16string text;
+    size_t count = 0;
     HRESULT hr = file.ReadLine(line);
     for (; hr == S_OK; hr = file.ReadLine(line)) {
         std::u16string_view trimmed = ZQTrimLine(line);
@@ -74,23 +74,24 @@ HRESULT ParseLines(CTextFile& file, LONG trackid, CZQSubtitleCueList& cues) {
             continue;
         if (converted != kTimeFields)
             return VFW_E_INVALID_FILE_FORMAT;
-        HRESULT added = ReadCue(file, line, text, fields, trackid, cues);
+        HRESULT added = ReadCue(file, line, text, fields, cues);
         if (FAILED(added))
             return added;
+        ++count;
     }
     if (FAILED(hr))
         return hr;
-    return cues.GetCount() > 0 ? S_OK : VFW_E_INVALID_FILE_FORMAT;
+    return count > 0 ? S_OK : VFW_E_INVALID_FILE_FORMAT;
 }
 
 }  // namespace
 
-HRESULT ZQParseSubRip(CTextFile& file, LONG trackid, CZQSubtitleCueList& cues) {
+HRESULT ZQParseSubRip(CTextFile& file, CSubRipCueSink& cues) {
     HRESULT hr = file.Seek(0, ZQ_SEEK_SET);
     if (FAILED(hr))
         return hr;
     try {
-        hr = ParseLines(file, trackid, cues);
+        hr = ParseLines(file, cues);
     } catch (...) {
         cues.Clear();
         throw;

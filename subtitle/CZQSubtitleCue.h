@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <string>
 
-#include "shell/typeinfo/CZQDispatchImpl.h"
+#include "interfaces/CZQDispatchImpl.h"
 #include "support/CComObjectRoot.h"
 #include "zqsubtitle/ZQSubtitle.h"
 

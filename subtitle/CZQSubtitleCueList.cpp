@@ -6,9 +6,9 @@
 #include <string_view>
 #include <type_traits>
 
-#include "support/CComPtr.h"
-#include "support/CStatusException.h"
 #include "subtitle/CZQSubtitleCue.h"
+#include "support/CStatusException.h"
+#include "zqplatform/comptr.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "support/CComPtr.h"
 #include "support/CRefObject.h"
+#include "zqplatform/comptr.h"
 #include "zqsubtitle/ZQSubtitle.h"
 
 class CZQSubtitleCue;

@@ -34,6 +34,21 @@ REFERENCE_TIME AddWrapping(REFERENCE_TIME a, REFERENCE_TIME b) noexcept {
     return static_cast<REFERENCE_TIME>(static_cast<uint64_t>(a) + static_cast<uint64_t>(b));
 }
 
+/// Hands the parser's cues to a track's cue list, with the track's id.
+class CCueListSink final : public CSubRipCueSink {
+public:
+    CCueListSink(CZQSubtitleCueList& cues, LONG trackid) noexcept : m_cues(cues), m_trackid(trackid) {}
+
+    HRESULT AddCue(const WCHAR* text, size_t length, REFERENCE_TIME start, REFERENCE_TIME stop) override {
+        return m_cues.AddCue(m_trackid, text, length, start, stop);
+    }
+    void Clear() noexcept override { m_cues.Clear(); }
+
+private:
+    CZQSubtitleCueList& m_cues;
+    const LONG m_trackid;
+};
+
 HRESULT NewBstr(const std::u16string_view text, BSTR* out) noexcept {
     BSTR copy = SysAllocStringLen(text.data(), static_cast<UINT>(text.size()));
     if (copy == nullptr)
@@ -202,7 +217,8 @@ HRESULT CZQSubtitleTrack::ParseSubRip(CTextFile& file) {
     HRESULT hr = CZQSubtitleCueList::Create(&parsed);
     if (FAILED(hr))
         return hr;
-    hr = ZQParseSubRip(file, GetID(), *parsed);
+    CCueListSink sink(*parsed, GetID());
+    hr = ZQParseSubRip(file, sink);
     if (FAILED(hr))
         return hr;
     m_cueList = parsed;

@@ -4,10 +4,10 @@
 #include <atomic>
 #include <string>
 
-#include "shell/typeinfo/CZQDispatchImpl.h"
+#include "interfaces/CZQDispatchImpl.h"
 #include "support/CComObjectRoot.h"
-#include "support/CComPtr.h"
 #include "support/CMediaTypeRecord.h"
+#include "zqplatform/comptr.h"
 #include "zqsubtitle/ZQSubtitle.h"
 
 class CTextFile;

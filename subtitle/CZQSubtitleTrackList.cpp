@@ -4,7 +4,7 @@
 
 #include "subtitle/CZQSubtitleTrack.h"
 #include "support/CComObjectCached.h"
-#include "support/CComPtr.h"
+#include "zqplatform/comptr.h"
 
 namespace {
 

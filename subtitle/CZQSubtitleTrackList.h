@@ -1,7 +1,7 @@
 // An ordered set of subtitle tracks that finds a track by its id in one step.
 #pragma once
 
-#include "shell/typeinfo/CZQDispatchImpl.h"
+#include "interfaces/CZQDispatchImpl.h"
 #include "subtitle/CGrowableArray.h"
 #include "support/CComObjectRoot.h"
 #include "zqsubtitle/ZQSubtitle.h"

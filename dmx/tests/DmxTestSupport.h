@@ -14,10 +14,10 @@
 #include "dmx/CZQDmxSubtitle.h"
 #include "subtitle/CZQSubtitleCue.h"
 #include "subtitle/SubtitleMediaType.h"
-#include "support/CComPtr.h"
 #include "tests/support/FakeReferenceClock.h"
 #include "tests/support/HResultAssertions.h"
 #include "tests/support/RecordingCueCallback.h"
+#include "zqplatform/comptr.h"
 #include "zqplatform/winuser.h"
 
 namespace zqtest {

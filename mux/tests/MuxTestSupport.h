@@ -18,10 +18,10 @@
 #include <vector>
 
 #include "mux/CZQMuxSubtitle.h"
-#include "support/CComPtr.h"
 #include "support/CZQSubtitleModule.h"
 #include "tests/support/HResultAssertions.h"
 #include "tests/support/RecordingMuxHost.h"
+#include "zqplatform/comptr.h"
 #include "zqplatform/oleauto.h"
 #include "zqplatform/sync.h"
 #include "zqsubtitle/ZQSubtitle.h"

@@ -8,10 +8,11 @@
 #include <functional>
 #include <thread>
 
-#include "zqplatform/diag.h"
+#include "zqplatform/debugapi.h"
 #include "zqplatform/fileapi.h"
 #include "zqplatform/status.h"
 #include "zqplatform/sync.h"
+#include "zqplatform/timerqueue.h"
 
 namespace {
 

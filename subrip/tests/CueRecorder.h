@@ -1,77 +1,59 @@
-// Parses bytes as a SubRip file and records the cues as the multiplexer hands
-// them to a host: through SendNext, with UTF-8 text.
+// Parses bytes as a SubRip file and records the cues the parser hands over,
+// with their text in UTF-8 as a host would receive it.
 #pragma once
 
+#include <ostream>
 #include <string>
 #include <vector>
 
+#include "subrip/CSubRipCueSink.h"
 #include "subrip/CTextFile.h"
 #include "subrip/SubRipParser.h"
 #include "subrip/tests/ScratchFile.h"
-#include "subtitle/CZQSubtitleCueList.h"
-#include "support/CComPtr.h"
-#include "zqsubtitle/ZQSubtitle.h"
+#include "zqplatform/text.h"
 
 namespace zqsubriptest {
 
 struct RecordedCue {
-    LONG trackid;
     REFERENCE_TIME start;
     REFERENCE_TIME stop;
-    std::string text;  // UTF-8, as the host receives it
+    std::string text;  // UTF-8, up to the cue's first NUL
 
     bool operator==(const RecordedCue&) const = default;
 };
 
 inline void PrintTo(const RecordedCue& cue, std::ostream* os) {
-    *os << "{" << cue.trackid << ", " << cue.start << ", " << cue.stop << ", \"";
+    *os << "{" << cue.start << ", " << cue.stop << ", \"";
     for (char c : cue.text)
         *os << (c == '\n' ? std::string("\\n") : std::string(1, c));
     *os << "\"}";
 }
 
-// Interfaces have no virtual destructor by contract; the recorder is never
-// deleted through one.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-
-/// A host callback on the test's stack that keeps what Receive gives.
-class CueRecorder final : public IZQMuxSubtitleControlCallback {
+/// A sink that keeps what the parser hands it, and whether it was cleared.
+class CueRecorder final : public CSubRipCueSink {
 public:
-    HRESULT QueryInterface(REFIID, void** out) override {
-        *out = nullptr;
-        return E_NOINTERFACE;
-    }
-    ULONG AddRef() override { return 2; }
-    ULONG Release() override { return 1; }
-    HRESULT Receive(LONG trackid, REFERENCE_TIME start, REFERENCE_TIME stop, BYTE* data, LONG length) override {
-        m_cues.push_back({trackid, start, stop, std::string(reinterpret_cast<const char*>(data), length)});
+    HRESULT AddCue(const WCHAR* text, size_t, REFERENCE_TIME start, REFERENCE_TIME stop) override {
+        // Converted as a cue converts its text for the host: up to its NUL.
+        const int size = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
+        std::string utf8(size > 0 ? static_cast<size_t>(size) : 1, '\0');
+        if (size > 0)
+            WideCharToMultiByte(CP_UTF8, 0, text, -1, utf8.data(), size, nullptr, nullptr);
+        utf8.pop_back();
+        m_cues.push_back({start, stop, std::move(utf8)});
         return S_OK;
     }
-    HRESULT EndOfStream(LONG) override { return S_OK; }
-    HRESULT AddTrack(const AM_MEDIA_TYPE*, LONG) override { return S_OK; }
-    HRESULT RemoveAllTracks() override { return S_OK; }
-    HRESULT RemoveTrack(LONG) override { return S_OK; }
-
-    /// Every cue of `list`, from the first.
-    std::vector<RecordedCue> Drain(CZQSubtitleCueList& list) {
+    void Clear() noexcept override {
         m_cues.clear();
-        list.Rewind();
-        while (list.SendNext(this) == 0) {}
-        return m_cues;
+        ++m_clears;
     }
+
+    const std::vector<RecordedCue>& Cues() const { return m_cues; }
+    int Clears() const { return m_clears; }
 
 private:
     std::vector<RecordedCue> m_cues;
+    int m_clears = 0;
 };
-
-#pragma GCC diagnostic pop
-
-inline CComPtr<CZQSubtitleCueList> NewCueList() {
-    CComPtr<CZQSubtitleCueList> list;
-    CZQSubtitleCueList::Create(&list);
-    return list;
-}
 
 struct ParseResult {
     HRESULT status = E_UNEXPECTED;
@@ -79,7 +61,7 @@ struct ParseResult {
     std::vector<RecordedCue> cues;
 };
 
-/// Opens `path` as a track's load does and parses it for track 7.
+/// Opens `path` as a track's load does and parses it.
 inline ParseResult ParseFile(const std::u16string& path, UINT codePage) {
     ParseResult result;
     CTextFile file(CTextFile::Encoding_Auto, codePage);
@@ -87,9 +69,9 @@ inline ParseResult ParseFile(const std::u16string& path, UINT codePage) {
     if (FAILED(result.status))
         return result;
     result.encoding = file.GetEncoding();
-    CComPtr<CZQSubtitleCueList> list = NewCueList();
-    result.status = ZQParseSubRip(file, 7, *list);
-    result.cues = CueRecorder().Drain(*list);
+    CueRecorder recorder;
+    result.status = ZQParseSubRip(file, recorder);
+    result.cues = recorder.Cues();
     return result;
 }
 

@@ -20,7 +20,7 @@ using Cues = std::vector<RecordedCue>;
 constexpr REFERENCE_TIME kSecond = 10000000;
 
 RecordedCue Cue(REFERENCE_TIME start, REFERENCE_TIME stop, std::string text) {
-    return {7, start, stop, std::move(text)};
+    return {start, stop, std::move(text)};
 }
 
 struct ParseCase {
@@ -117,17 +117,18 @@ TEST(SubRipParser, RewindsBeforeReading) {
     std::u16string line;
     ASSERT_OK(file.ReadLine(line));
     ASSERT_OK(file.ReadLine(line));
-    CComPtr<CZQSubtitleCueList> list = NewCueList();
-    EXPECT_OK(ZQParseSubRip(file, 3, *list));
-    EXPECT_EQ((Cues{{3, kSecond, 2 * kSecond, "A\n"}}), CueRecorder().Drain(*list));
+    CueRecorder recorder;
+    EXPECT_OK(ZQParseSubRip(file, recorder));
+    EXPECT_EQ((Cues{Cue(kSecond, 2 * kSecond, "A\n")}), recorder.Cues());
 }
 
 TEST(SubRipParser, FailedRewindLeavesTheListAlone) {
-    CComPtr<CZQSubtitleCueList> list = NewCueList();
-    list->AddCue(7, u"kept", 0, 1);
+    CueRecorder recorder;
+    recorder.AddCue(u"kept", 4, 0, 1);
     CTextFile closed(CTextFile::Encoding_Auto, 1252);
-    EXPECT_HR(E_FAIL, ZQParseSubRip(closed, 7, *list));
-    EXPECT_EQ(1u, list->GetCount());
+    EXPECT_HR(E_FAIL, ZQParseSubRip(closed, recorder));
+    EXPECT_EQ(1u, recorder.Cues().size());
+    EXPECT_EQ(0, recorder.Clears());
 }
 
 TEST(SubRipParser, ReadFailureClearsTheList) {
@@ -140,9 +141,10 @@ TEST(SubRipParser, ReadFailureClearsTheList) {
         HRESULT opened = file.Open(scratch.WidePath().c_str());
         ZQStreamInjectReadFault(-1, 0);
         ASSERT_OK(opened);
-        CComPtr<CZQSubtitleCueList> list = NewCueList();
-        EXPECT_HR(HRESULT_FROM_WIN32(ZQWin32ErrorFromErrno(EIO)), ZQParseSubRip(file, 7, *list));
-        EXPECT_EQ(0u, list->GetCount());
+        CueRecorder recorder;
+        EXPECT_HR(HRESULT_FROM_WIN32(ZQWin32ErrorFromErrno(EIO)), ZQParseSubRip(file, recorder));
+        EXPECT_TRUE(recorder.Cues().empty());
+        EXPECT_EQ(1, recorder.Clears());
     }
 }
 

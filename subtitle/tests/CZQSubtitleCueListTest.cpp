@@ -8,12 +8,12 @@
 
 #include "subtitle/CZQSubtitleCue.h"
 #include "subtitle/tests/FailingAllocations.h"
-#include "support/CComPtr.h"
 #include "support/CStatusException.h"
 #include "support/CZQSubtitleModule.h"
 #include "tests/support/HResultAssertions.h"
 #include "tests/support/RecordingCueCallback.h"
 #include "tests/support/RecordingMuxHost.h"
+#include "zqplatform/comptr.h"
 #include "zqplatform/oleauto.h"
 
 namespace {

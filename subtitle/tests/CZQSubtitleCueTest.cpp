@@ -5,11 +5,11 @@
 #include <string>
 #include <thread>
 
-#include "support/CComPtr.h"
 #include "support/CZQSubtitleModule.h"
 #include "tests/support/HResultAssertions.h"
 #include "tests/support/RecordingCueCallback.h"
 #include "tests/support/RecordingMuxHost.h"
+#include "zqplatform/comptr.h"
 #include "zqplatform/oleauto.h"
 
 namespace {

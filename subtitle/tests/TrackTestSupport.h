@@ -12,9 +12,9 @@
 
 #include "subtitle/CZQSubtitleTrack.h"
 #include "subtitle/SubtitleMediaType.h"
-#include "support/CComPtr.h"
 #include "tests/support/HResultAssertions.h"
 #include "tests/support/RecordingMuxHost.h"
+#include "zqplatform/comptr.h"
 #include "zqplatform/oleauto.h"
 
 namespace zqtracktest {

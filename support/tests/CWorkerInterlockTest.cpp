@@ -6,8 +6,8 @@
 #include <future>
 #include <thread>
 
-#include "support/CComPtr.h"
 #include "tests/support/HResultAssertions.h"
+#include "zqplatform/comptr.h"
 
 namespace {
 

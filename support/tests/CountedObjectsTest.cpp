@@ -8,11 +8,11 @@
 
 #include "support/CComObjectCached.h"
 #include "support/CComObjectNoLock.h"
-#include "support/CComPtr.h"
 #include "support/CRefObject.h"
 #include "support/CZQSubtitleModule.h"
 #include "support/ZQCreateInstance.h"
 #include "tests/support/HResultAssertions.h"
+#include "zqplatform/comptr.h"
 
 ZQ_DECLARE_INTERFACE_IID(ITestWidget, 0x5D0C1A01, 0x2B3C, 0x4D5E, 0x8F, 0x90, 0xA1, 0xB2, 0xC3, 0xD4, 0xE5, 0xF6);
 ZQ_DECLARE_INTERFACE_IID(ITestGadget, 0x5D0C1A02, 0x2B3C, 0x4D5E, 0x8F, 0x90, 0xA1, 0xB2, 0xC3, 0xD4, 0xE5, 0xF6);

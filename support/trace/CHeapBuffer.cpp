@@ -2,7 +2,7 @@
 
 #include <new>
 
-#include "zqplatform/diag.h"
+#include "zqplatform/heapapi.h"
 
 namespace {
 

@@ -7,6 +7,7 @@
 #include "support/trace/CHeapBuffer.h"
 #include "support/trace/Trace.h"
 #include "zqplatform/fileapi.h"
+#include "zqplatform/heapapi.h"
 #include "zqplatform/status.h"
 #include "zqplatform/sync.h"
 

@@ -4,7 +4,7 @@
 
 #include "support/trace/CTraceLock.h"
 #include "support/trace/CTraceTimer.h"
-#include "zqplatform/diag.h"
+#include "zqplatform/timerqueue.h"
 
 class CHeapBuffer;
 

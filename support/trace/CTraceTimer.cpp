@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "support/trace/Trace.h"
-#include "zqplatform/diag.h"
+#include "zqplatform/debugapi.h"
 #include "zqplatform/status.h"
 #include "zqplatform/sync.h"
 

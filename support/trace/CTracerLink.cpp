@@ -5,8 +5,9 @@
 #include "support/trace/CBuffer.h"
 #include "support/trace/CSharedTracer.h"
 #include "support/trace/Trace.h"
-#include "zqplatform/diag.h"
+#include "zqplatform/debugapi.h"
 #include "zqplatform/fileapi.h"
+#include "zqplatform/memoryapi.h"
 #include "zqplatform/status.h"
 #include "zqplatform/sync.h"
 

@@ -12,7 +12,7 @@
 #include "support/trace/CTraceLock.h"
 #include "support/trace/CTraceTimer.h"
 #include "support/trace/CTracerLink.h"
-#include "zqplatform/diag.h"
+#include "zqplatform/debugapi.h"
 #include "zqplatform/fileapi.h"
 #include "zqplatform/sync.h"
 

@@ -11,13 +11,13 @@
 #include <utility>
 #include <vector>
 
+#include "hosts/common/ModuleObjects.h"
 #include "subrip/CTextFile.h"
 #include "subtitle/LanguageTable.h"
 #include "subtitle/SubtitleMediaType.h"
-#include "support/CComPtr.h"
 #include "tools/zqsubtitle/CommandText.h"
-#include "tools/zqsubtitle/ModuleObjects.h"
 #include "tools/zqsubtitle/TrackArgument.h"
+#include "zqplatform/comptr.h"
 #include "zqplatform/objbase.h"
 #include "zqplatform/oleauto.h"
 #include "zqplatform/text.h"

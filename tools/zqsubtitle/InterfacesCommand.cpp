@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string>
 
-#include "shell/typeinfo/ZQInterfaceDescription.h"
+#include "interfaces/ZQInterfaceDescription.h"
 #include "tools/zqsubtitle/CommandText.h"
 
 namespace {

@@ -15,11 +15,11 @@
 #include <thread>
 #include <vector>
 
-#include "dmx/CMonotonicReferenceClock.h"
-#include "support/CComPtr.h"
+#include "hosts/common/CMonotonicReferenceClock.h"
+#include "hosts/common/ModuleObjects.h"
 #include "tools/zqsubtitle/CommandText.h"
-#include "tools/zqsubtitle/ModuleObjects.h"
 #include "tools/zqsubtitle/TrackArgument.h"
+#include "zqplatform/comptr.h"
 #include "zqplatform/oleauto.h"
 #include "zqplatform/sync.h"
 #include "zqplatform/text.h"

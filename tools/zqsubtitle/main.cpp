@@ -6,11 +6,11 @@
 #include <cstring>
 #include <span>
 
+#include "hosts/common/ModuleObjects.h"
 #include "tools/zqsubtitle/DumpCommand.h"
 #include "tools/zqsubtitle/InterfacesCommand.h"
-#include "tools/zqsubtitle/ModuleObjects.h"
 #include "tools/zqsubtitle/PlayCommand.h"
-#include "shell/ZQVersionRecord.h"
+#include "zqsubtitle/ZQSubtitleVersion.h"
 
 namespace {
 
@@ -40,11 +40,7 @@ void PrintUsage(FILE* out) {
 }
 
 void PrintVersion() {
-    const ZQVersionRecord& record = kZQVersionRecord;
-    std::printf("%s %s\n", kProgramName, ZQ_VERSION_TEXT);
-    std::printf("%s %s (%s, %s)\n", record.m_productName, record.m_productVersion, record.m_internalName,
-                record.m_originalFilename);
-    std::printf("%s\n", record.m_fileDescription);
+    std::printf("%s %s\n", kProgramName, ZQSUBTITLE_VERSION_TEXT);
     std::printf("module: %s\n", DescribeModuleSource().c_str());
 }
 

@@ -1,8 +1,10 @@
 // Everything a host or the module needs from the platform runtime.
 #pragma once
 
-#include "zqplatform/diag.h"
+#include "zqplatform/debugapi.h"
 #include "zqplatform/fileapi.h"
+#include "zqplatform/heapapi.h"
+#include "zqplatform/memoryapi.h"
 #include "zqplatform/module.h"
 #include "zqplatform/modulehandle.h"
 #include "zqplatform/objbase.h"
@@ -12,5 +14,6 @@
 #include "zqplatform/strmif.h"
 #include "zqplatform/sync.h"
 #include "zqplatform/text.h"
+#include "zqplatform/timerqueue.h"
 #include "zqplatform/types.h"
 #include "zqplatform/winuser.h"

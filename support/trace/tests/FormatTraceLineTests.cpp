@@ -11,7 +11,7 @@
 #include "support/trace/CTraceTimer.h"
 #include "support/trace/CTracerLink.h"
 #include "support/trace/tests/TraceTestSupport.h"
-#include "zqplatform/diag.h"
+
 #include "zqplatform/status.h"
 #include "zqplatform/sync.h"
 

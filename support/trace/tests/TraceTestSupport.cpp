@@ -7,7 +7,8 @@
 #include <sstream>
 #include <thread>
 
-#include "zqplatform/diag.h"
+#include "zqplatform/debugapi.h"
+#include "zqplatform/memoryapi.h"
 #include "zqplatform/status.h"
 #include "zqplatform/sync.h"
 

@@ -10,7 +10,7 @@
 
 #include "support/trace/tests/TraceTestSupport.h"
 #include "support/trace/tests/copy/TraceCopy.h"
-#include "zqplatform/diag.h"
+
 #include "zqplatform/module.h"
 #include "zqplatform/status.h"
 #include "zqplatform/sync.h"
