@@ -80,9 +80,7 @@ function(zq_folder_tests name)
   endif()
   add_executable(${name} ${sources})
   target_compile_options(${name} PRIVATE ${ZQ_WARNINGS})
-  target_link_libraries(${name} PRIVATE ${ARG_DEPS} zq_testsupport GTest::gtest GTest::gmock GTest::gtest_main)
-  gtest_discover_tests(${name}
-    PROPERTIES ENVIRONMENT
-      "ZQ_SHARED_DIR=${PROJECT_SOURCE_DIR}/../shared;ZQ_SOURCE_DIR=${PROJECT_SOURCE_DIR};ZQPLATFORM_REGISTRY_ROOT=${CMAKE_BINARY_DIR}/test-registry"
-    DISCOVERY_TIMEOUT 60)
+  # The test main (tests/support) sets the environment the tests read.
+  target_link_libraries(${name} PRIVATE ${ARG_DEPS} zq_testsupport zq_testmain GTest::gtest GTest::gmock)
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60)
 endfunction()

@@ -44,13 +44,23 @@ HRESULT ReadCue(CTextFile& file, std::u16string& line, std::u16string& text, con
                 CSubRipCueSink& cues) {
     text.clear();
     bool blankSeen = false;
+    // A cue's text is a NUL-terminated string: a U+0000 in one of its lines
+    // ends the text there, and that line's LF and every later line are lost,
+    // though the lines still count for where the cue ends.
+    bool textEnded = false;
     while (file.ReadLine(line) == S_OK) {
         std::u16string_view trimmed = ZQTrimLine(line);
         if (trimmed.empty())
             blankSeen = true;
         if (blankSeen && IsCounter(trimmed))
             break;
+        if (textEnded)
+            continue;
         text.append(trimmed);
+        if (line.find(u'\0') != std::u16string::npos) {
+            textEnded = true;
+            continue;
+        }
         text += u'\n';
     }
     REFERENCE_TIME start = TimeFromFields(fields[0], fields[2], fields[4], fields[6]);

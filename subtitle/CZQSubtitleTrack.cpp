@@ -24,10 +24,6 @@ constexpr char16_t kDefaultIsoLanguage[] = u"eng";
 /// Code units of IsoLang that the writer fills; the fourth is its NUL.
 constexpr size_t kIsoLangMaxChars = 3;
 
-bool IsHighSurrogate(char16_t unit) noexcept {
-    return unit >= 0xD800 && unit <= 0xDBFF;
-}
-
 /// Adds in 64 bits with wrap-around: host times are taken as they come, and
 /// a segment start near the ends of the range must not be undefined.
 REFERENCE_TIME AddWrapping(REFERENCE_TIME a, REFERENCE_TIME b) noexcept {
@@ -247,10 +243,9 @@ void CZQSubtitleTrack::BuildMediaType() {
         std::memcpy(block + offsetof(SUBTITLEINFO, IsoLang), code, count);
     }
 
-    size_t units = std::min(m_label.size(), kTrackNameMaxUnits);
-    // A character is never cut in half: a pair that doesn't fit goes whole.
-    if (units == kTrackNameMaxUnits && units < m_label.size() && IsHighSurrogate(m_label[units - 1]))
-        --units;
+    // Code units, not characters: a surrogate pair across the field's end is
+    // cut like any other label, and the Label property keeps it whole.
+    const size_t units = std::min(m_label.size(), kTrackNameMaxUnits);
     std::memcpy(block + offsetof(SUBTITLEINFO, TrackName), m_label.data(), units * sizeof(WCHAR));
 
     const DWORD size = kSubtitleInfoSize;

@@ -93,8 +93,24 @@ INSTANTIATE_TEST_SUITE_P(
                       S_OK,
                       {Cue(static_cast<REFERENCE_TIME>(uint64_t{2147483647} * 36000000000u),
                            static_cast<REFERENCE_TIME>(uint64_t{0} - uint64_t{2147483648} * 36000000000u), "A\n")}},
-            ParseCase{"NulCutsTheLineInTheText", "\xEF\xBB\xBF" "1\n"s + kTime1 + "ab\0cd\n\0\n2\n"s + kTime2 + "x\n",
-                      S_OK, {Cue(kSecond, 2 * kSecond, "ab\n\n"), Cue(3 * kSecond, 4 * kSecond, "x\n")}},
+            // Regression: a U+0000 ends the cue's text where it stands; the cut
+            // line's LF and the later lines of the cue went into the text.
+            ParseCase{"NulEndsTheCueTextWithinItsLine",
+                      "\xEF\xBB\xBF" "1\n"s + kTime1 + "ab\0cd\n\0\n2\n"s + kTime2 + "x\n", S_OK,
+                      {Cue(kSecond, 2 * kSecond, "ab"), Cue(3 * kSecond, 4 * kSecond, "x\n")}},
+            ParseCase{"LineOfOnlyNulIsBlankAndEndsTheText",
+                      "\xEF\xBB\xBF" "1\n"s + kTime1 + "Bye\n\0\n2\n"s + kTime2 + "x\n", S_OK,
+                      {Cue(kSecond, 2 * kSecond, "Bye\n"), Cue(3 * kSecond, 4 * kSecond, "x\n")}},
+            ParseCase{"NulInsideAWordCutsTheWholeCue",
+                      "\xEF\xBB\xBF" "1\n"s + kTime1 +
+                          "Gl\xC4\x81\xC5\xBE\xC5\xA1\xC4\xB7\xC5\xAB\xC5\x86" "a\0rest\n"
+                          "Gl\xC4\x81\xC5\xBE\xC5\xA1\xC4\xB7\xC5\xAB\xC5\x86" "a r\xC5\xAB\xC4\xB7\xC4\xAB\xC5\xA1i.\n"s,
+                      S_OK, {Cue(kSecond, 2 * kSecond, "Gl\xC4\x81\xC5\xBE\xC5\xA1\xC4\xB7\xC5\xAB\xC5\x86" "a")}},
+            // Without a byte-order mark the overlong C0 80 decodes to U+0000 too.
+            ParseCase{"OverlongNulInUtf8EndsTheText", "1\n"s + kTime1 + "Bye \xC3\xA9\n\xC0\x80\n2\n" + kTime2 + "x\n",
+                      S_OK, {Cue(kSecond, 2 * kSecond, "Bye \xC3\xA9\n"), Cue(3 * kSecond, 4 * kSecond, "x\n")}},
+            ParseCase{"SpaceThenNulLineIsBlank", "\xEF\xBB\xBF" "1\n"s + kTime1 + "A\n\n \0junk\n2\n"s + kTime2 + "B\n",
+                      S_OK, {Cue(kSecond, 2 * kSecond, "A\n\n"), Cue(3 * kSecond, 4 * kSecond, "B\n")}},
             ParseCase{"AccentedTextInUtf8", "\xEF\xBB\xBF" "1\n"s + kTime1 + "\xC3\xA9t\xC3\xA9 \xE2\x82\xAC\n", S_OK,
                       {Cue(kSecond, 2 * kSecond, "\xC3\xA9t\xC3\xA9 \xE2\x82\xAC\n")}},
             ParseCase{"AccentedTextInCodePage", "1\n"s + kTime1 + "\xE9t\xE9 \x80\n", S_OK,

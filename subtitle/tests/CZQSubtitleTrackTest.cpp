@@ -63,7 +63,18 @@ TEST(CZQSubtitleTrackTest, LoadBuildsTheSubtitleMediaTypeAndItsBlock) {
     const zqtracktest::DecodedInfo info = Decode(type.pbFormat);
     EXPECT_EQ(info.dwOffset, 520u);
     EXPECT_EQ(info.isoLang, "ger\0"s) << "the bibliographic code";
-    EXPECT_EQ(info.trackName, std::u16string(254, u'a') + std::u16string(2, u'\0'));
+    // Regression: the field takes the first 255 units even where that cuts a
+    // surrogate pair; the pair used to go whole, leaving 254.
+    EXPECT_EQ(info.trackName, std::u16string(254, u'a') + u'\xD83D' + u'\0');
+
+    // A plain label of 300 characters: the property keeps all of them, the
+    // block the first 255 and a NUL.
+    CComPtr<CZQSubtitleTrack> plain = NewTrack();
+    const std::u16string longLabel = std::u16string(200, u'x') + std::u16string(100, u'y');
+    ASSERT_OK(plain->LoadFromFile(file.WidePath().c_str(), longLabel.c_str(), u"de"));
+    EXPECT_EQ(Text(*plain, kLabel), longLabel);
+    EXPECT_EQ(Decode(plain->GetMediaType()->pbFormat).trackName,
+              std::u16string(200, u'x') + std::u16string(55, u'y') + u'\0');
 
     // A language the table doesn't know stays as given, IsoLang all zeros.
     CComPtr<CZQSubtitleTrack> unknown = NewTrack();

@@ -14,6 +14,7 @@
 #include "support/trace/CTracerLink.h"
 #include "zqplatform/debugapi.h"
 #include "zqplatform/fileapi.h"
+#include "zqplatform/shlobj.h"
 #include "zqplatform/sync.h"
 
 namespace {
@@ -106,11 +107,20 @@ CTracerLink& GetTracerLink() noexcept {
 }
 
 void GetDefaultTracePath(WCHAR (&path)[kTracePathChars]) noexcept {
+    // The user's own folder stands in for the drive root: a file that only
+    // this user can have made, never one that another user could prepare in a
+    // shared folder. Without a known home there is no default and no file.
     constexpr size_t kNameChars = sizeof kDefaultFileName / sizeof kDefaultFileName[0];
-    DWORD folder = GetTempPathW(kTracePathChars, path);
-    if (folder == 0 || folder + kNameChars > kTracePathChars)
-        folder = static_cast<DWORD>(std::u16string_view(u"/tmp/").copy(path, kTracePathChars));
-    std::memcpy(path + folder, kDefaultFileName, sizeof kDefaultFileName);
+    static_assert(kTracePathChars >= MAX_PATH);
+    if (FAILED(SHGetFolderPathW(nullptr, CSIDL_PROFILE, nullptr, SHGFP_TYPE_CURRENT, path)))
+        return;
+    const size_t folder = std::u16string_view(path).size();
+    if (folder + 1 + kNameChars > kTracePathChars) {
+        path[0] = 0;
+        return;
+    }
+    path[folder] = u'/';
+    std::memcpy(path + folder + 1, kDefaultFileName, sizeof kDefaultFileName);
 }
 
 void CopyTracePath(WCHAR (&path)[kTracePathChars]) noexcept {

@@ -27,7 +27,7 @@ inline constexpr int kTraceRecordNumber = 322;
 /// The switches of this copy of the code; kTraceBuiltIn from the start.
 extern DWORD g_TraceFlags;
 /// The trace file of this copy of the code, at first KestrixTrace.txt in the
-/// temporary folder. The tracer may change it at run time (see
+/// user's home folder. The tracer may change it at run time (see
 /// CSharedTracer::WriteOut), from its timer's thread: other threads read
 /// and change it through CopyTracePath and SetTracePath.
 extern WCHAR g_TracePath[kTracePathChars];
@@ -59,5 +59,6 @@ CTracerLink& GetTracerLink() noexcept;
 void CopyTracePath(WCHAR (&path)[kTracePathChars]) noexcept;
 /// Sets g_TracePath; a path that doesn't fit is cut. Null is ignored.
 void SetTracePath(const WCHAR* path) noexcept;
-/// The built-in path: KestrixTrace.txt in the temporary folder.
+/// The built-in path: KestrixTrace.txt in the user's home folder; empty when
+/// the home folder is unknown or too long.
 void GetDefaultTracePath(WCHAR (&path)[kTracePathChars]) noexcept;

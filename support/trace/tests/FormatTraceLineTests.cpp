@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -96,13 +98,18 @@ TEST_F(TraceFixture, PauseOfMoreThan100MsShowsAsEmptyLine) {
 
 TEST_F(TraceFixture, BuiltInFlagsAreTheDefaultAndMakeNoTracerNoFileAndNoOutput) {
     EXPECT_EQ(kTraceBuiltIn, g_TraceFlags);
+    // The default file is the user's own, in the home folder, never in a
+    // folder that other users share.
+    const char* home = std::getenv("HOME");
+    const std::string savedHome = home != nullptr ? home : "";
+    ::setenv("HOME", "/home/someone/", 1);
     WCHAR path[kTracePathChars];
     GetDefaultTracePath(path);
-    std::u16string actual(path);
-    EXPECT_EQ(0u, actual.find(std::filesystem::temp_directory_path().u16string()));
-    std::u16string name = u"/KestrixTrace.txt";
-    ASSERT_GT(actual.size(), name.size());
-    EXPECT_EQ(name, actual.substr(actual.size() - name.size()));
+    EXPECT_EQ(std::u16string(path), u"/home/someone/KestrixTrace.txt");
+    ::setenv("HOME", std::string(kTracePathChars, 'x').insert(0, "/").c_str(), 1);
+    GetDefaultTracePath(path);
+    EXPECT_EQ(std::u16string(path), u"") << "a home folder too long for the path gives no file";
+    ::setenv("HOME", savedHome.c_str(), 1);
 
     ::testing::internal::CaptureStderr();
     Trace("\nvalue %d", 1);
