@@ -1,0 +1,10 @@
+# Fails unless the file MODULE defines every symbol of SYMBOLS (nm -C names).
+execute_process(COMMAND ${NM} -C ${MODULE} OUTPUT_VARIABLE listing RESULT_VARIABLE result)
+if(NOT result EQUAL 0)
+  message(FATAL_ERROR "${NM} failed on ${MODULE}")
+endif()
+foreach(symbol ${SYMBOLS})
+  if(NOT listing MATCHES "[ :]${symbol}\n")
+    message(FATAL_ERROR "${MODULE} has no ${symbol}")
+  endif()
+endforeach()
