@@ -14,13 +14,6 @@ constexpr LONG kStateStopped = 0;
 constexpr LONG kStatePaused = 1;
 constexpr LONG kStateRunning = 2;
 
-// Requests to the timing worker.
-constexpr DWORD kRequestStart = 0;
-constexpr DWORD kRequestExit = 1;
-
-constexpr DWORD kReplyOk = static_cast<DWORD>(S_OK);
-constexpr DWORD kReplyNotImplemented = static_cast<DWORD>(E_NOTIMPL);
-
 /// The stream time of a state, shared by GetStreamTime and the tick (which
 /// must not read the object after it has called the clock). A clock that
 /// fails leaves in `*time` what it wrote, without the subtraction.
@@ -43,6 +36,8 @@ HRESULT ReadStreamTime(LONG state, IReferenceClock* clock, REFERENCE_TIME start,
 
 }  // namespace
 
+CZQDmxSubtitle::CZQDmxSubtitle() noexcept : CPassWorker(kTickPeriodMs) {}
+
 HRESULT CZQDmxSubtitle::FinalConstruct() noexcept {
     const HRESULT hr = CWorkerInterlock::Create(&m_Lock);
     if (FAILED(hr))
@@ -53,7 +48,7 @@ HRESULT CZQDmxSubtitle::FinalConstruct() noexcept {
 CZQDmxSubtitle::~CZQDmxSubtitle() {
     // A failed FinalConstruct leaves no lock, and then no worker either.
     if (m_Lock)
-        AbandonOrEndWorkerInternal();
+        EndRunInternal();
     m_Callback = nullptr;
     m_Tracks = nullptr;
     m_Clock = nullptr;
@@ -212,26 +207,12 @@ HRESULT CZQDmxSubtitle::Pause() noexcept {
             return S_OK;
         }
         m_PausedTime = 0;
-        const HRESULT hr = StartWorkerInternal();
+        const HRESULT hr = StartWorkerInternal(*m_Lock);
         if (FAILED(hr))
             return hr;
         m_State = kStatePaused;
         return S_OK;
     });
-}
-
-HRESULT CZQDmxSubtitle::StartWorkerInternal() {
-    m_Lock->BeginRun();
-    if (!Create())
-        return HRESULT_FROM_WIN32(GetLastError());
-    const auto reply = static_cast<HRESULT>(CallWorker(kRequestStart));
-    if (FAILED(reply)) {
-        // The thread exists and waits for requests; it must be told to end
-        // before Close waits for it.
-        EndWorkerInternal();
-        return reply;
-    }
-    return S_OK;
 }
 
 // Stop holds m_Lock from its test to its answer, across the wait for the
@@ -262,33 +243,19 @@ HRESULT CZQDmxSubtitle::Stop() noexcept {
         // delivered on its own thread within this call.
         if (m_State == kStateStopped)
             return S_OK;
-        EndWorkerInternal();
+        EndWorkerInternal(*m_Lock);
         m_State = kStateStopped;
         return S_OK;
     });
 }
 
-void CZQDmxSubtitle::EndWorkerInternal() {
-    m_Lock->BeginStop();
-    CallWorker(kRequestExit);
-    Close();
-}
-
-void CZQDmxSubtitle::AbandonOrEndWorkerInternal() noexcept {
+void CZQDmxSubtitle::EndRunInternal() noexcept {
     CWorkerInterlock::Guard lock(*m_Lock);
     if (m_State == kStateStopped)
         return;
     m_State = kStateStopped;
-    if (!m_Lock->IsWorkerThread()) {
-        EndWorkerInternal();
-        return;
-    }
-    // The last reference went on the worker itself, inside a tick (only the
-    // clock runs foreign code there). A thread can't wait for its own end:
-    // the tick finishes on its own references and the worker leaves without
-    // touching the object.
-    m_Lock->AbandonWorker();
-    Close();
+    // On the worker itself only the clock runs foreign code inside a tick.
+    AbandonOrEndWorkerInternal(*m_Lock);
 }
 
 HRESULT CZQDmxSubtitle::SetSyncSource(IReferenceClock* clock) noexcept {
@@ -380,55 +347,9 @@ HRESULT CZQDmxSubtitle::GetStreamTime(REFERENCE_TIME* time) {
 
 // --- The timing worker ------------------------------------------------------
 
-DWORD CZQDmxSubtitle::ThreadProc() {
-    // The worker's own reference: the lock outlives the object when the last
-    // reference goes during a tick.
-    const CComPtr<CWorkerInterlock> interlock = m_Lock;
-    interlock->AttachWorker();
-    for (;;) {
-        const DWORD code = GetRequest();
-        if (code == kRequestExit) {
-            Reply(kReplyOk);
-            return 0;
-        }
-        if (code != kRequestStart) {
-            Reply(kReplyNotImplemented);
-            continue;
-        }
-        Reply(kReplyOk);
-        if (!TickLoopInternal(*interlock))
-            return 0;
-    }
-}
-
-bool CZQDmxSubtitle::TickLoopInternal(CWorkerInterlock& interlock) {
-    for (;;) {
-        DWORD code = 0;
-        // The wait for a request is the timer: a tick at each time-out, so
-        // the period is the wait plus the tick, with no catching up.
-        if (CheckRequest(&code, kTickPeriodMs)) {
-            // The end request stays standing; the waiting loop answers it.
-            if (code == kRequestExit)
-                return true;
-            GetRequest();
-            Reply(code == kRequestStart ? kReplyOk : kReplyNotImplemented);
-            continue;
-        }
-        if (!interlock.EnterForPass()) {
-            // Stop holds the lock and its end request is on its way.
-            CheckRequest(nullptr, INFINITE);
-            continue;
-        }
-        TickInternal();
-        interlock.Leave();
-        if (interlock.IsAbandoned())
-            return false;
-    }
-}
-
-void CZQDmxSubtitle::TickInternal() noexcept {
+HRESULT CZQDmxSubtitle::PassInternal() noexcept {
     if (m_State == kStateStopped)
-        return;
+        return S_OK;
     m_TicksBegun.fetch_add(1, std::memory_order_release);
     // Everything the tick needs, taken before the clock runs: should the last
     // reference to the object go inside GetTime, the tick goes on with these.
@@ -441,6 +362,7 @@ void CZQDmxSubtitle::TickInternal() noexcept {
     // On this thread the dispatcher only queues and posts. A failure ends
     // this tick's walk; the next tick starts afresh.
     ZQCallWithBarrier([&] { return tracks->UpdateActive(callback.Get(), time); });
+    return S_OK;
 }
 
 HRESULT ZQCreateDmxSubtitle(IUnknown* outer, REFIID iid, void** out) {

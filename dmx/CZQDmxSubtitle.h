@@ -6,8 +6,8 @@
 #include <cstdint>
 
 #include "interfaces/CZQDispatchImpl.h"
-#include "support/CAMThread.h"
 #include "support/CComObjectRoot.h"
+#include "support/CPassWorker.h"
 #include "support/CWorkerInterlock.h"
 #include "zqplatform/comptr.h"
 #include "zqplatform/strmif.h"
@@ -34,7 +34,7 @@ ZQ_BEGIN_INTERFACE_CLASS
 /// goes with the object and would drop it anyway).
 class CZQDmxSubtitle : public CZQDispatchImpl<IZQDmxSubtitle>,
                        public IZQDmxSubtitleControl,
-                       public CAMThread,
+                       public CPassWorker,
                        public CComObjectRootEx {
 public:
     /// The wait of the worker between two ticks, in milliseconds.
@@ -132,19 +132,14 @@ public:
     uint64_t GetTicksBegun() const noexcept { return m_TicksBegun.load(std::memory_order_acquire); }
 
 protected:
-    CZQDmxSubtitle() noexcept = default;
+    CZQDmxSubtitle() noexcept;
     ~CZQDmxSubtitle() override;
 
 private:
-    /// The timing worker: waits for requests and ticks while started.
-    DWORD ThreadProc() override;
-    /// Ticks until an end request stands (left for ThreadProc to take).
-    /// False when the object is gone.
-    bool TickLoopInternal(CWorkerInterlock& interlock);
     /// One tick under m_Lock: every cue of every track against the stream
     /// time. Reads the object's fields first and touches nothing of it after
-    /// calling the clock.
-    void TickInternal() noexcept;
+    /// calling the clock. S_OK always: a tick never ends the ticking.
+    HRESULT PassInternal() noexcept override;
 
     using SnapshotOperation = HRESULT (CZQSubtitleTrackList::*)(CZQSubtitleTrackList**);
     HRESULT SnapshotInternal(SnapshotOperation take, IZQSubtitleTrackList** pVal);
@@ -156,12 +151,8 @@ private:
     /// else the answer of `operation(track)`.
     template <class Operation>
     HRESULT OnStreamTrack(LONG trackid, Operation operation) noexcept;
-    /// Starts the worker from Stopped. Leaves the state to the caller.
-    HRESULT StartWorkerInternal();
-    /// Tells the worker to end and waits for it, with m_Lock held.
-    void EndWorkerInternal();
     /// The destructor's part: ends a worker the host left running.
-    void AbandonOrEndWorkerInternal() noexcept;
+    void EndRunInternal() noexcept;
 
     // The object's one lock, recursive for its owning thread, shared with the
     // worker (which holds its own reference). Guards everything below and the

@@ -12,14 +12,10 @@ namespace {
 constexpr LONG kStateStopped = 0;
 constexpr LONG kStateRunning = 2;
 
-// Requests to the pump.
-constexpr DWORD kRequestStart = 0;
-constexpr DWORD kRequestExit = 1;
-
-constexpr DWORD kReplyOk = static_cast<DWORD>(S_OK);
-constexpr DWORD kReplyNotImplemented = static_cast<DWORD>(E_NOTIMPL);
-
 }  // namespace
+
+// The pump makes its passes back to back: only the host sets its pace.
+CZQMuxSubtitle::CZQMuxSubtitle() noexcept : CPassWorker(0) {}
 
 HRESULT CZQMuxSubtitle::FinalConstruct() noexcept {
     HRESULT hr = CWorkerInterlock::Create(&m_Lock);
@@ -31,7 +27,7 @@ HRESULT CZQMuxSubtitle::FinalConstruct() noexcept {
 CZQMuxSubtitle::~CZQMuxSubtitle() {
     // A failed FinalConstruct leaves no lock, and then no worker either.
     if (m_Lock)
-        EndWorkerInternal();
+        EndRunInternal();
 }
 
 void* CZQMuxSubtitle::GetInterface(REFIID iid) noexcept {
@@ -149,18 +145,9 @@ HRESULT CZQMuxSubtitle::Run() noexcept {
         if (m_Lock->IsNested())
             return VFW_E_WRONG_STATE;
         m_Tracks->Rewind();
-        m_Lock->BeginRun();
-        if (!Create())
-            return HRESULT_FROM_WIN32(GetLastError());
-        const auto reply = static_cast<HRESULT>(CallWorker(kRequestStart));
-        if (FAILED(reply)) {
-            // The thread exists and waits for requests; it must be told to
-            // end before Close waits for it.
-            m_Lock->BeginStop();
-            CallWorker(kRequestExit);
-            Close();
-            return reply;
-        }
+        const HRESULT hr = StartWorkerInternal(*m_Lock);
+        if (FAILED(hr))
+            return hr;
         // The lock is held until here, so the first pass comes after Run.
         m_State = kStateRunning;
         return S_OK;
@@ -168,46 +155,29 @@ HRESULT CZQMuxSubtitle::Run() noexcept {
 }
 
 // Stop holds m_Lock from its test to its answer, across the wait for the
-// pump's reply, so that no other operation sees the object between running and
-// stopped, and a Run or Stop of another thread waits for the whole of it. The
-// pump can't be left waiting for m_Lock meanwhile: BeginStop makes a worker
-// that wants to start a pass give up and wait for the end request instead (see
-// CWorkerInterlock). A pass already under way holds m_Lock, so Stop gets in
-// only between passes, and the pump looks at requests before every pass, so
-// none starts after its reply.
+// pump's end, so that no other operation sees the object between running and
+// stopped, and a Run or Stop of another thread waits for the whole of it (the
+// pump never waits plainly for m_Lock: see CWorkerInterlock). A pass under way
+// holds m_Lock, so Stop gets in only between passes.
 HRESULT CZQMuxSubtitle::Stop() noexcept {
     return ZQCallWithBarrier([&] {
         CWorkerInterlock::Guard lock(*m_Lock);
-        return StopInternal();
+        if (m_State == kStateStopped)
+            return S_OK;
+        // Called from Receive or EndOfStream: the pump would wait for itself.
+        if (m_Lock->IsWorkerThread())
+            return VFW_E_WRONG_STATE;
+        EndWorkerInternal(*m_Lock);
+        m_State = kStateStopped;
+        return S_OK;
     });
 }
 
-HRESULT CZQMuxSubtitle::StopInternal() {
-    if (m_State == kStateStopped)
-        return S_OK;
-    // Called from Receive or EndOfStream: the pump would wait for itself.
-    if (m_Lock->IsWorkerThread())
-        return VFW_E_WRONG_STATE;
-    m_Lock->BeginStop();
-    CallWorker(kRequestExit);
-    Close();
-    m_State = kStateStopped;
-    return S_OK;
-}
-
-void CZQMuxSubtitle::EndWorkerInternal() noexcept {
+void CZQMuxSubtitle::EndRunInternal() noexcept {
     CWorkerInterlock::Guard lock(*m_Lock);
     if (m_State == kStateStopped)
         return;
-    if (!m_Lock->IsWorkerThread()) {
-        StopInternal();
-        return;
-    }
-    // The host let the last reference go from inside a pass. A thread can't
-    // wait for its own end: the pump finishes this pass on its own references
-    // to the list and the callback, and leaves without touching the object.
-    m_Lock->AbandonWorker();
-    Close();
+    AbandonOrEndWorkerInternal(*m_Lock);
     m_State = kStateStopped;
 }
 
@@ -227,59 +197,14 @@ HRESULT CZQMuxSubtitle::GetTrackData(LONG trackid, LONGLONG* data) noexcept {
     });
 }
 
-DWORD CZQMuxSubtitle::ThreadProc() {
-    // The worker's own reference: the lock outlives the object when the host
-    // lets the last reference go from inside a pass.
-    const CComPtr<CWorkerInterlock> interlock = m_Lock;
-    interlock->AttachWorker();
-    for (;;) {
-        const DWORD code = GetRequest();
-        if (code == kRequestExit) {
-            Reply(kReplyOk);
-            return 0;
-        }
-        if (code != kRequestStart) {
-            Reply(kReplyNotImplemented);
-            continue;
-        }
-        Reply(kReplyOk);
-        if (!PumpInternal(*interlock))
-            return 0;
-    }
-}
-
-bool CZQMuxSubtitle::PumpInternal(CWorkerInterlock& interlock) {
-    for (;;) {
-        DWORD code = 0;
-        if (CheckRequest(&code, 0)) {
-            // The end request stays standing; the waiting loop answers it.
-            if (code == kRequestExit)
-                return true;
-            GetRequest();
-            Reply(code == kRequestStart ? kReplyOk : kReplyNotImplemented);
-            continue;
-        }
-        if (!interlock.EnterForPass()) {
-            // Stop holds the lock and its end request is on its way.
-            CheckRequest(nullptr, INFINITE);
-            continue;
-        }
-        const HRESULT result = PassInternal();
-        interlock.Leave();
-        if (interlock.IsAbandoned())
-            return false;
-        // Every track has ended, or the host failed: the pump rests until Stop.
-        if (result != S_OK)
-            return true;
-    }
-}
-
 HRESULT CZQMuxSubtitle::PassInternal() noexcept {
     // References of the pass's own: if the host lets the object's last
     // reference go from inside Receive, the list and the callback must last
     // until the pass is over.
     const CComPtr<CZQSubtitleTrackList> tracks = m_Tracks;
     const CComPtr<IZQMuxSubtitleControlCallback> callback = m_Callback;
+    // 0 (S_OK): something went out; 1 (S_FALSE): every track has ended;
+    // negative: the host failed. Either of the last two rests the pump.
     return ZQCallWithBarrier([&] { return tracks->SendNext(callback.Get()); });
 }
 

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "interfaces/CZQDispatchImpl.h"
-#include "support/CAMThread.h"
 #include "support/CComObjectRoot.h"
+#include "support/CPassWorker.h"
 #include "support/CWorkerInterlock.h"
 #include "zqplatform/comptr.h"
 #include "zqsubtitle/ZQSubtitle.h"
@@ -30,7 +30,7 @@ ZQ_BEGIN_INTERFACE_CLASS
 /// its pass on references of its own and leaves without touching the object.
 class CZQMuxSubtitle : public CZQDispatchImpl<IZQMuxSubtitle>,
                        public IZQMuxSubtitleControl,
-                       public CAMThread,
+                       public CPassWorker,
                        public CComObjectRootEx {
 public:
     /// Second-phase construction: the lock and the empty track list.
@@ -92,25 +92,19 @@ public:
     HRESULT GetTrackData(LONG trackid, LONGLONG* data) noexcept override;
 
 protected:
-    CZQMuxSubtitle() noexcept = default;
+    CZQMuxSubtitle() noexcept;
     ~CZQMuxSubtitle() override;
 
 private:
-    /// The pump: waits for requests and, between Run and Stop, makes passes.
-    DWORD ThreadProc() override;
-    /// Pumps until the tracks are done, a pass fails, or an end request
-    /// stands (left for ThreadProc to take). False when the object is gone.
-    bool PumpInternal(CWorkerInterlock& interlock);
-    /// One pass under m_Lock: 0 when something went out, 1 when nothing is
-    /// left, or the host's negative status.
-    HRESULT PassInternal() noexcept;
+    /// One pass of the pump, under m_Lock: S_OK when something went out;
+    /// S_FALSE when nothing is left, or the host's negative status, both of
+    /// which rest the pump until Stop.
+    HRESULT PassInternal() noexcept override;
 
     using SnapshotOperation = HRESULT (CZQSubtitleTrackList::*)(CZQSubtitleTrackList**);
     HRESULT SnapshotInternal(SnapshotOperation take, IZQSubtitleTrackList** pVal);
-    /// Stop under m_Lock, shared with the destructor.
-    HRESULT StopInternal();
     /// The destructor's part: ends a worker the host left running.
-    void EndWorkerInternal() noexcept;
+    void EndRunInternal() noexcept;
     /// Puts `snapshot` in the place of m_Tracks for a discarding LeaveEdit.
     HRESULT RestoreInternal(CComPtr<CZQSubtitleTrackList> snapshot);
 
