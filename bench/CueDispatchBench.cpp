@@ -14,24 +14,16 @@
 #include "dmx/CZQDmxSubtitleCallback.h"
 #include "subtitle/CZQSubtitleCue.h"
 #include "zqplatform/comptr.h"
+#include "zqplatform/unknownimpl.h"
 #include "zqplatform/winuser.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-
 /// The application: stamps the moment each event arrives.
-class StampingCallback final : public IZQDmxSubtitleCallback {
+class StampingCallback final : public CUnknownImpl<ZQLifetime::Borrowed, IZQDmxSubtitleCallback> {
 public:
-    HRESULT QueryInterface(REFIID, void** out) override {
-        *out = nullptr;
-        return E_NOINTERFACE;
-    }
-    ULONG AddRef() override { return 1; }
-    ULONG Release() override { return 1; }
     HRESULT Cue(ZQSubtitle_Cue_Event, double, IZQSubtitleCue* cue) override {
         benchmark::DoNotOptimize(cue);
         m_arrived = Clock::now();
@@ -42,8 +34,6 @@ public:
     Clock::time_point m_arrived;
     long m_count = 0;
 };
-
-#pragma GCC diagnostic pop
 
 CComPtr<CZQDmxSubtitleCallback> MakeDispatcher(IZQDmxSubtitleCallback* application) {
     CZQDmxSubtitleCallback* raw = nullptr;

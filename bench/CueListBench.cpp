@@ -13,21 +13,13 @@
 #include "bench/support/AllocationCounter.h"
 #include "subtitle/CZQSubtitleCueList.h"
 #include "zqplatform/comptr.h"
+#include "zqplatform/unknownimpl.h"
 
 namespace {
 
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-
 /// A host that takes every sample and does nothing with it but count bytes.
-class NullMuxHost final : public IZQMuxSubtitleControlCallback {
+class NullMuxHost final : public CUnknownImpl<ZQLifetime::Borrowed, IZQMuxSubtitleControlCallback> {
 public:
-    HRESULT QueryInterface(REFIID, void** out) override {
-        *out = nullptr;
-        return E_NOINTERFACE;
-    }
-    ULONG AddRef() override { return 1; }
-    ULONG Release() override { return 1; }
     HRESULT Receive(LONG, REFERENCE_TIME, REFERENCE_TIME, BYTE* data, LONG length) override {
         benchmark::DoNotOptimize(data);
         m_bytes += length;
@@ -40,8 +32,6 @@ public:
 
     long long m_bytes = 0;
 };
-
-#pragma GCC diagnostic pop
 
 /// Texts of the length and mix of a real subtitle file: two short lines,
 /// some with characters beyond ASCII.

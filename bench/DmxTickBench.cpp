@@ -10,27 +10,19 @@
 #include "hosts/common/CMonotonicReferenceClock.h"
 #include "subtitle/CZQSubtitleTrack.h"
 #include "subtitle/CZQSubtitleTrackList.h"
-#include "subtitle/SubtitleMediaType.h"
 #include "zqplatform/comptr.h"
+#include "zqplatform/unknownimpl.h"
 #include "zqplatform/winuser.h"
+#include "zqsubtitle/ZQSubtitleMediaType.h"
 
 namespace {
 
 constexpr REFERENCE_TIME kUnitsPerMillisecond = 10000;
 
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-
 /// An application that counts events; for the lateness run it also notes the
 /// stream time at which each Active arrives.
-class BenchCallback final : public IZQDmxSubtitleCallback {
+class BenchCallback final : public CUnknownImpl<ZQLifetime::Borrowed, IZQDmxSubtitleCallback> {
 public:
-    HRESULT QueryInterface(REFIID, void** out) override {
-        *out = nullptr;
-        return E_NOINTERFACE;
-    }
-    ULONG AddRef() override { return 2; }
-    ULONG Release() override { return 1; }
     HRESULT Cue(ZQSubtitle_Cue_Event cueevent, double currenttime, IZQSubtitleCue*) override {
         ++m_events;
         if (cueevent != ZQSubtitle_Cue_Event_Active || m_clock == nullptr)
@@ -47,8 +39,6 @@ public:
     REFERENCE_TIME m_arrival = 0;
     double m_eventTime = 0;
 };
-
-#pragma GCC diagnostic pop
 
 /// The media type a host announces for a subtitle stream.
 struct StreamType {

@@ -15,27 +15,20 @@
 
 #include "bench/support/AllocationCounter.h"
 #include "mux/CZQMuxSubtitle.h"
+#include "zqplatform/bstr.h"
 #include "zqplatform/comptr.h"
 #include "zqplatform/oleauto.h"
 #include "zqplatform/sync.h"
+#include "zqplatform/unknownimpl.h"
 
 namespace {
 
 constexpr int kCuesPerTrack = 100'000;
 
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-
 /// A host that takes every sample at once and keeps only counts; the
 /// benchmark's thread waits for the last EndOfStream.
-class NullMuxHost final : public IZQMuxSubtitleControlCallback {
+class NullMuxHost final : public CUnknownImpl<ZQLifetime::Borrowed, IZQMuxSubtitleControlCallback> {
 public:
-    HRESULT QueryInterface(REFIID, void** out) override {
-        *out = nullptr;
-        return E_NOINTERFACE;
-    }
-    ULONG AddRef() override { return 2; }
-    ULONG Release() override { return 1; }
     HRESULT Receive(LONG, REFERENCE_TIME, REFERENCE_TIME, BYTE* data, LONG length) override {
         benchmark::DoNotOptimize(data);
         m_bytes.fetch_add(length, std::memory_order_relaxed);
@@ -60,8 +53,6 @@ public:
     std::atomic<long long> m_bytes{0};
     std::atomic<int> m_ends{0};
 };
-
-#pragma GCC diagnostic pop
 
 std::string Timestamp(long long ms) {
     char text[32];
@@ -103,12 +94,11 @@ void BM_Pump(benchmark::State& state) {
         std::abort();
     CComPtr<IZQMuxSubtitleControl> control;
     mux.QueryInterface(&control);
-    BSTR path = SysAllocString(TrackFile().c_str());
+    const CComBSTR path(TrackFile());
     for (int i = 0; i < tracks; ++i) {
         if (FAILED(mux->AddTextTrackFromFile(path, nullptr, nullptr, nullptr)))
             std::abort();
     }
-    SysFreeString(path);
     NullMuxHost host;
     control->SetCallback(&host);
 

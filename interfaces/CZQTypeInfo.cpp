@@ -4,8 +4,11 @@
 #include <cassert>
 #include <string_view>
 
+#include "interfaces/CZQTypeLib.h"
+#include "interfaces/ZQTypeDescriptions.h"
 #include "support/CStatusException.h"
 #include "support/CZQSubtitleModule.h"
+#include "zqplatform/comptr.h"
 #include "zqplatform/oleauto.h"
 
 namespace {
@@ -56,17 +59,6 @@ bool EqualsIgnoringCase(const OLECHAR* wide, const char* ascii) noexcept {
             return false;
     }
     return *wide == 0 && *ascii == 0;
-}
-
-/// A new BSTR of an ASCII text; null without memory.
-BSTR AllocAscii(const char* text) {
-    std::string_view view(text);
-    BSTR result = SysAllocStringLen(nullptr, static_cast<UINT>(view.size()));
-    if (!result)
-        return nullptr;
-    for (size_t i = 0; i < view.size(); ++i)
-        result[i] = static_cast<OLECHAR>(static_cast<unsigned char>(view[i]));
-    return result;
 }
 
 bool IsPut(const ZQMemberDescription& member) noexcept {
@@ -221,9 +213,10 @@ ULONG CZQTypeInfo::Release() noexcept {
 }
 
 HRESULT CZQTypeInfo::GetTypeAttr(TYPEATTR** ppTypeAttr) noexcept {
-    if (ppTypeAttr)
-        *ppTypeAttr = nullptr;
-    return E_NOTIMPL;
+    if (!ppTypeAttr)
+        return E_INVALIDARG;
+    *ppTypeAttr = ZQNewTypeAttr(m_description);
+    return *ppTypeAttr ? S_OK : E_OUTOFMEMORY;
 }
 
 HRESULT CZQTypeInfo::GetTypeComp(ITypeComp** ppTComp) noexcept {
@@ -232,10 +225,14 @@ HRESULT CZQTypeInfo::GetTypeComp(ITypeComp** ppTComp) noexcept {
     return E_NOTIMPL;
 }
 
-HRESULT CZQTypeInfo::GetFuncDesc(UINT, FUNCDESC** ppFuncDesc) noexcept {
-    if (ppFuncDesc)
-        *ppFuncDesc = nullptr;
-    return E_NOTIMPL;
+HRESULT CZQTypeInfo::GetFuncDesc(UINT index, FUNCDESC** ppFuncDesc) noexcept {
+    if (!ppFuncDesc)
+        return E_INVALIDARG;
+    *ppFuncDesc = nullptr;
+    if (index >= m_description.m_memberCount)
+        return TYPE_E_ELEMENTNOTFOUND;
+    *ppFuncDesc = ZQNewFuncDesc(m_description, index);
+    return *ppFuncDesc ? S_OK : E_OUTOFMEMORY;
 }
 
 HRESULT CZQTypeInfo::GetVarDesc(UINT, VARDESC** ppVarDesc) noexcept {
@@ -255,7 +252,7 @@ HRESULT CZQTypeInfo::GetNames(MEMBERID memid, BSTR* rgBstrNames, UINT cMaxNames,
     auto append = [&](const char* name) {
         if (*pcNames == cMaxNames)
             return true;
-        BSTR copy = AllocAscii(name);
+        BSTR copy = ZQAllocAsciiString(name);
         if (!copy)
             return false;
         rgBstrNames[(*pcNames)++] = copy;
@@ -351,7 +348,7 @@ const ZQMemberDescription* CZQTypeInfo::SelectMember(MEMBERID memid, WORD flags)
 void CZQTypeInfo::FillException(HRESULT status, EXCEPINFO* excepInfo) const noexcept {
     *excepInfo = EXCEPINFO{};
     excepInfo->scode = status;
-    excepInfo->bstrSource = AllocAscii(kExceptionSource);
+    excepInfo->bstrSource = ZQAllocAsciiString(kExceptionSource);
     DWORD length = ZQGetStatusText(status, nullptr, 0);
     BSTR description = SysAllocStringLen(nullptr, length);
     if (description) {
@@ -455,7 +452,7 @@ HRESULT CZQTypeInfo::GetDocumentation(MEMBERID memid, BSTR* pBstrName, BSTR* pBs
 
     BSTR nameCopy = nullptr;
     BSTR helpCopy = nullptr;
-    if ((pBstrName && !(nameCopy = AllocAscii(name))) || (pBstrDocString && !(helpCopy = AllocAscii(helpText)))) {
+    if ((pBstrName && !(nameCopy = ZQAllocAsciiString(name))) || (pBstrDocString && !(helpCopy = ZQAllocAsciiString(helpText)))) {
         SysFreeString(nameCopy);
         return E_OUTOFMEMORY;
     }
@@ -480,10 +477,17 @@ HRESULT CZQTypeInfo::GetDllEntry(MEMBERID, INVOKEKIND, BSTR* pBstrDllName, BSTR*
     return E_NOTIMPL;
 }
 
-HRESULT CZQTypeInfo::GetRefTypeInfo(HREFTYPE, ITypeInfo** ppTInfo) noexcept {
-    if (ppTInfo)
-        *ppTInfo = nullptr;
-    return E_NOTIMPL;
+HRESULT CZQTypeInfo::GetRefTypeInfo(HREFTYPE hRefType, ITypeInfo** ppTInfo) noexcept {
+    // The types this information refers to are the library's interfaces, by
+    // their index (see ZQNewFuncDesc).
+    CComPtr<ITypeLib> library;
+    HRESULT hr = CZQTypeLib::GetShared(&library);
+    if (FAILED(hr)) {
+        if (ppTInfo)
+            *ppTInfo = nullptr;
+        return hr;
+    }
+    return library->GetTypeInfo(hRefType, ppTInfo);
 }
 
 HRESULT CZQTypeInfo::AddressOfMember(MEMBERID, INVOKEKIND, PVOID* ppv) noexcept {
@@ -505,15 +509,24 @@ HRESULT CZQTypeInfo::GetMops(MEMBERID, BSTR* pBstrMops) noexcept {
 }
 
 HRESULT CZQTypeInfo::GetContainingTypeLib(ITypeLib** ppTLib, UINT* pIndex) noexcept {
-    if (ppTLib)
-        *ppTLib = nullptr;
-    if (pIndex)
-        *pIndex = 0;
-    return E_NOTIMPL;
+    if (!ppTLib)
+        return E_INVALIDARG;
+    const auto descriptions = ZQGetInterfaceDescriptions();
+    UINT index = 0;
+    while (index < descriptions.size() && descriptions[index] != &m_description)
+        ++index;
+    const HRESULT hr = CZQTypeLib::GetShared(ppTLib);
+    if (SUCCEEDED(hr) && pIndex)
+        *pIndex = index;
+    return hr;
 }
 
-void CZQTypeInfo::ReleaseTypeAttr(TYPEATTR*) noexcept {}
+void CZQTypeInfo::ReleaseTypeAttr(TYPEATTR* pTypeAttr) noexcept {
+    ZQFreeTypeDescription(pTypeAttr);
+}
 
-void CZQTypeInfo::ReleaseFuncDesc(FUNCDESC*) noexcept {}
+void CZQTypeInfo::ReleaseFuncDesc(FUNCDESC* pFuncDesc) noexcept {
+    ZQFreeTypeDescription(pFuncDesc);
+}
 
 void CZQTypeInfo::ReleaseVarDesc(VARDESC*) noexcept {}

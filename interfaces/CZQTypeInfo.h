@@ -14,7 +14,9 @@
 
 /// ITypeInfo over one ZQInterfaceDescription: names to dispatch ids, Invoke
 /// through the interface's vtable with converted arguments, names and help
-/// texts. Everything else answers E_NOTIMPL. Counted like any object; the
+/// texts, the interface's and its members' descriptions (GetTypeAttr,
+/// GetFuncDesc, GetRefTypeInfo) and the containing library (CZQTypeLib).
+/// Everything else answers E_NOTIMPL. Counted like any object; the
 /// module keeps one shared instance per interface (GetShared) for its whole
 /// life and hands out references to it. Immutable but for the count, so any
 /// thread may call it.

@@ -10,11 +10,11 @@
 #include "subrip/SubRipScan.h"
 #include "subtitle/CZQSubtitleCueList.h"
 #include "subtitle/LanguageTable.h"
-#include "subtitle/SubtitleMediaType.h"
 #include "support/CComObjectCached.h"
 #include "support/CStatusException.h"
 #include "zqplatform/oleauto.h"
 #include "zqplatform/text.h"
+#include "zqsubtitle/ZQSubtitleMediaType.h"
 
 namespace {
 

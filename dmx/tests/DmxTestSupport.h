@@ -13,12 +13,12 @@
 
 #include "dmx/CZQDmxSubtitle.h"
 #include "subtitle/CZQSubtitleCue.h"
-#include "subtitle/SubtitleMediaType.h"
 #include "tests/support/FakeReferenceClock.h"
 #include "tests/support/HResultAssertions.h"
 #include "tests/support/RecordingCueCallback.h"
 #include "zqplatform/comptr.h"
 #include "zqplatform/winuser.h"
+#include "zqsubtitle/ZQSubtitleMediaType.h"
 
 namespace zqtest {
 

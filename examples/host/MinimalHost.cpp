@@ -15,51 +15,29 @@
 #include <mutex>
 #include <string>
 
+#include "zqplatform/bstr.h"
 #include "zqplatform/modulehandle.h"
 #include "zqplatform/objbase.h"
 #include "zqplatform/oleauto.h"
 #include "zqplatform/text.h"
+#include "zqplatform/unknownimpl.h"
+#include "zqplatform/utf.h"
 #include "zqsubtitle/ZQSubtitle.h"
 
 namespace {
 
-std::u16string Widen(const char* text) {
-    int length = MultiByteToWideChar(CP_UTF8, 0, text, -1, nullptr, 0);
-    std::u16string out(length > 0 ? static_cast<size_t>(length) : 1, u'\0');
-    MultiByteToWideChar(CP_UTF8, 0, text, -1, out.data(), length);
-    out.resize(out.size() - 1);
-    return out;
-}
-
 int Fail(const char* what, HRESULT hr) {
-    WCHAR text[256];
-    char utf8[512] = "";
-    if (ZQGetStatusText(hr, text, 256) > 0)
-        WideCharToMultiByte(CP_UTF8, 0, text, -1, utf8, sizeof utf8, nullptr, nullptr);
-    std::fprintf(stderr, "host: %s failed: 0x%08X %s\n", what, static_cast<unsigned>(hr), utf8);
+    WCHAR text[256] = {};
+    ZQGetStatusText(hr, text, 256);
+    std::fprintf(stderr, "host: %s failed: 0x%08X %s\n", what, static_cast<unsigned>(hr), ZQUtf8FromUtf16(text).c_str());
     return 1;
 }
 
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-
 /// The host's side of the multiplexer: it would write each sample into its
-/// container; here it counts them and waits for the end of the stream.
-class SampleSink final : public IZQMuxSubtitleControlCallback {
+/// container; here it counts them and waits for the end of the stream. It
+/// lives on the stack, so its IUnknown only counts (CUnknownImpl, Borrowed).
+class SampleSink final : public CUnknownImpl<ZQLifetime::Borrowed, IZQMuxSubtitleControlCallback> {
 public:
-    HRESULT QueryInterface(REFIID iid, void** out) override {
-        if (!out)
-            return E_POINTER;
-        *out = nullptr;
-        if (iid != IID_IUnknown && iid != IID_IZQMuxSubtitleControlCallback)
-            return E_NOINTERFACE;
-        *out = static_cast<IZQMuxSubtitleControlCallback*>(this);
-        AddRef();
-        return S_OK;
-    }
-    ULONG AddRef() override { return ++m_references; }
-    ULONG Release() override { return --m_references; }  // lives on the stack
-
     HRESULT Receive(LONG trackid, REFERENCE_TIME start, REFERENCE_TIME stop, BYTE* data, LONG length) override {
         std::printf("  sample track %d  %.3f-%.3f s  %d bytes: %.*s\n", trackid, start / 1e7, stop / 1e7, length,
                     length, reinterpret_cast<const char*>(data));
@@ -85,17 +63,13 @@ public:
         m_changed.wait(lock, [this] { return m_ended; });
     }
     int Samples() const { return m_samples; }
-    ULONG References() const { return m_references; }
 
 private:
-    std::atomic<ULONG> m_references{0};
     std::atomic<int> m_samples{0};
     std::mutex m_mutex;  // guards m_ended
     std::condition_variable m_changed;
     bool m_ended = false;
 };
-
-#pragma GCC diagnostic pop
 
 template <class I>
 HRESULT CreateByProgId(const char16_t* progId, I** out) {
@@ -115,15 +89,12 @@ int MuxOneFile(const std::u16string& path, SampleSink& sink) {
     hr = mux->QueryInterface(IID_IZQMuxSubtitleControl, reinterpret_cast<void**>(&control));
     if (SUCCEEDED(hr))
         hr = control->SetCallback(&sink);
-    BSTR file = SysAllocStringLen(path.data(), static_cast<UINT>(path.size()));
-    BSTR label = SysAllocString(u"example");
-    BSTR language = SysAllocString(u"en");
+    const CComBSTR file(path);
+    const CComBSTR label(u"example");
+    const CComBSTR language(u"en");
     LONG trackid = 0;
     if (SUCCEEDED(hr))
         hr = mux->AddTextTrackFromFile(file, label, language, &trackid);
-    SysFreeString(file);
-    SysFreeString(label);
-    SysFreeString(language);
     if (SUCCEEDED(hr))
         hr = control->Run();
     if (SUCCEEDED(hr))
@@ -171,7 +142,7 @@ int main(int argc, char** argv) {
         return Fail("CoInitializeEx", hr);
     SampleSink sink;
     std::printf("multiplexer:\n");
-    int result = MuxOneFile(Widen(argv[2]), sink);
+    int result = MuxOneFile(ZQUtf16FromUtf8(argv[2]), sink);
     if (result == 0) {
         std::printf("demultiplexer:\n");
         result = TouchDemultiplexer();
@@ -181,7 +152,7 @@ int main(int argc, char** argv) {
         result = 1;
     }
     CoFreeUnusedLibraries();
-    bool loaded = GetModuleHandleW(Widen(argv[1]).c_str()) != nullptr;
+    bool loaded = GetModuleHandleW(ZQUtf16FromUtf8(argv[1]).c_str()) != nullptr;
     std::printf("module %s\n", loaded ? "still loaded" : "unloaded");
     CoUninitialize();
     if (loaded)

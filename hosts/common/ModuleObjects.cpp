@@ -6,6 +6,7 @@
 #include "zqplatform/module.h"
 #include "zqplatform/objbase.h"
 #include "zqplatform/text.h"
+#include "zqplatform/utf.h"
 #include "zqsubtitle/ZQSubtitle.h"
 
 namespace {
@@ -86,16 +87,6 @@ bool IsRegistered(REFCLSID clsid) {
                                       reinterpret_cast<void**>(&factory)));
 }
 
-std::string ToUtf8(const std::u16string& text) {
-    int length = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<INT>(text.size()), nullptr, 0, nullptr,
-                                     nullptr);
-    std::string out(length > 0 ? static_cast<size_t>(length) : 0, '\0');
-    if (length > 0)
-        WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<INT>(text.size()), out.data(), length, nullptr,
-                            nullptr);
-    return out;
-}
-
 }  // namespace
 
 HRESULT CreateModuleObject(REFCLSID clsid, REFIID iid, void** out) {
@@ -116,5 +107,5 @@ std::string DescribeModuleSource() {
     if (IsRegistered(CLSID_ZQMuxSubtitle))
         return "registry";
     LoadBundledModule();
-    return ToUtf8(Bundled().m_path) + (Bundled().m_module ? "" : " (not found)");
+    return ZQUtf8FromUtf16(Bundled().m_path) + (Bundled().m_module ? "" : " (not found)");
 }

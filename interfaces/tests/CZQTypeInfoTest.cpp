@@ -8,6 +8,7 @@
 
 #include "interfaces/tests/DispatchTestObjects.h"
 #include "tests/support/HResultAssertions.h"
+#include "zqplatform/comptr.h"
 
 namespace zqtest {
 namespace {
@@ -190,8 +191,64 @@ TEST_F(TypeInfoTest, DocumentsTheInterfaceAndAnswersOnlyItsOwnInterfaces) {
     void* other = &unknown;
     EXPECT_HR(E_NOINTERFACE, m_cue->QueryInterface(IID_IDispatch, &other));
     EXPECT_EQ(nullptr, other);
-    ITypeLib* lib = nullptr;
-    EXPECT_HR(E_NOTIMPL, m_cue->GetContainingTypeLib(&lib, nullptr));
+}
+
+// What a browsing tool reads: the library from any interface's information,
+// each interface's attributes, and each member as the vtable has it.
+TEST_F(TypeInfoTest, LibraryListsTheInterfacesAndDescribesEachMember) {
+    CComPtr<ITypeLib> library;
+    UINT index = 99;
+    ASSERT_OK(m_cue->GetContainingTypeLib(&library, &index));
+    const auto descriptions = ZQGetInterfaceDescriptions();
+    ASSERT_EQ(descriptions.size(), library->GetTypeInfoCount());
+    EXPECT_EQ(m_cue, [&] {
+        CComPtr<ITypeInfo> info;
+        EXPECT_OK(library->GetTypeInfo(index, &info));
+        return static_cast<ITypeInfo*>(info.Get());
+    }());
+    TLIBATTR* libAttr = nullptr;
+    ASSERT_OK(library->GetLibAttr(&libAttr));
+    EXPECT_EQ(LIBID_ZQSubtitleLib, libAttr->guid);
+    EXPECT_EQ(1, libAttr->wMajorVerNum);
+    library->ReleaseTLibAttr(libAttr);
+    BSTR name = nullptr;
+    ASSERT_OK(library->GetDocumentation(-1, &name, nullptr, nullptr, nullptr));
+    EXPECT_EQ(u"ZQSubtitleLib", FromBstr(name));
+    SysFreeString(name);
+
+    CComPtr<ITypeInfo> mux;
+    ASSERT_OK(library->GetTypeInfoOfGuid(IID_IZQMuxSubtitle, &mux));
+    TYPEATTR* attr = nullptr;
+    ASSERT_OK(mux->GetTypeAttr(&attr));
+    const ZQInterfaceDescription& described = *ZQFindInterfaceDescription(IID_IZQMuxSubtitle);
+    EXPECT_EQ(IID_IZQMuxSubtitle, attr->guid);
+    EXPECT_EQ(TKIND_DISPATCH, attr->typekind);
+    EXPECT_EQ(described.m_memberCount, attr->cFuncs);
+    EXPECT_TRUE(attr->wTypeFlags & TYPEFLAG_FDUAL);
+    mux->ReleaseTypeAttr(attr);
+
+    // get_Tracks: one [out, retval] IZQSubtitleTrackList**, an interface of
+    // the library named through its type information.
+    FUNCDESC* func = nullptr;
+    ASSERT_OK(mux->GetFuncDesc(0, &func));
+    EXPECT_EQ(described.m_members[0].m_dispid, func->memid);
+    EXPECT_EQ(INVOKE_PROPERTYGET, func->invkind);
+    EXPECT_EQ(VT_HRESULT, func->elemdescFunc.tdesc.vt);
+    EXPECT_EQ(7 * 8, func->oVft) << "behind IDispatch's seven slots";
+    ASSERT_EQ(1, func->cParams);
+    const ELEMDESC& param = func->lprgelemdescParam[0];
+    EXPECT_EQ(PARAMFLAG_FOUT | PARAMFLAG_FRETVAL, param.paramdesc.wParamFlags);
+    ASSERT_EQ(VT_PTR, param.tdesc.vt);
+    ASSERT_EQ(VT_PTR, param.tdesc.lptdesc->vt);
+    ASSERT_EQ(VT_USERDEFINED, param.tdesc.lptdesc->lptdesc->vt);
+    CComPtr<ITypeInfo> referenced;
+    ASSERT_OK(mux->GetRefTypeInfo(param.tdesc.lptdesc->lptdesc->hreftype, &referenced));
+    ASSERT_OK(referenced->GetDocumentation(MEMBERID_NIL, &name, nullptr, nullptr, nullptr));
+    EXPECT_EQ(u"IZQSubtitleTrackList", FromBstr(name));
+    SysFreeString(name);
+    mux->ReleaseFuncDesc(func);
+    EXPECT_HR(TYPE_E_ELEMENTNOTFOUND, mux->GetFuncDesc(described.m_memberCount, &func));
+    EXPECT_HR(TYPE_E_ELEMENTNOTFOUND, library->GetTypeInfo(library->GetTypeInfoCount(), &referenced));
 }
 
 TEST(TypeInfoLifetimeTest, AnOwnTypeInfoIsDeletedAtItsLastRelease) {

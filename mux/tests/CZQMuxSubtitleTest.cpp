@@ -5,8 +5,8 @@
 #include <random>
 
 #include "mux/tests/MuxTestSupport.h"
-#include "subtitle/SubtitleMediaType.h"
 #include "tests/support/CountingUnknown.h"
+#include "zqsubtitle/ZQSubtitleMediaType.h"
 
 namespace {
 

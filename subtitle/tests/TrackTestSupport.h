@@ -11,11 +11,11 @@
 #include <vector>
 
 #include "subtitle/CZQSubtitleTrack.h"
-#include "subtitle/SubtitleMediaType.h"
 #include "tests/support/HResultAssertions.h"
 #include "tests/support/RecordingMuxHost.h"
 #include "zqplatform/comptr.h"
 #include "zqplatform/oleauto.h"
+#include "zqsubtitle/ZQSubtitleMediaType.h"
 
 namespace zqtracktest {
 

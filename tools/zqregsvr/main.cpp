@@ -9,6 +9,7 @@
 #include "zqplatform/module.h"
 #include "zqplatform/status.h"
 #include "zqplatform/text.h"
+#include "zqplatform/utf.h"
 
 namespace {
 
@@ -68,22 +69,6 @@ bool ParseOptions(int argc, char** argv, Options& options, bool& help) {
     return true;
 }
 
-std::u16string Widen(const std::string& text) {
-    int length = MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<INT>(text.size()), nullptr, 0);
-    std::u16string wide(static_cast<size_t>(length), u'\0');
-    MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<INT>(text.size()), wide.data(), length);
-    return wide;
-}
-
-std::string Narrow(const std::u16string& text) {
-    int length = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<INT>(text.size()), nullptr, 0, nullptr,
-                                     nullptr);
-    std::string narrow(static_cast<size_t>(length), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<INT>(text.size()), narrow.data(), length, nullptr,
-                        nullptr);
-    return narrow;
-}
-
 /// "0x80070005 Access is denied." for a status.
 std::string DescribeStatus(HRESULT hr) {
     char number[16];
@@ -91,7 +76,7 @@ std::string DescribeStatus(HRESULT hr) {
     WCHAR text[512];
     DWORD length = ZQGetStatusText(hr, text, 512);
     std::u16string wide(text, length < 512 ? length : 511);
-    return std::string(number) + " " + Narrow(wide);
+    return std::string(number) + " " + ZQUtf8FromUtf16(wide);
 }
 
 }  // namespace
@@ -116,7 +101,7 @@ int main(int argc, char** argv) {
         return kFailureExit;
     }
     std::string shown = path.string();
-    HMODULE module = LoadLibraryW(Widen(shown).c_str());
+    HMODULE module = LoadLibraryW(ZQUtf16FromUtf8(shown).c_str());
     if (module == nullptr) {
         std::fprintf(stderr, "%s: cannot load %s: %s\n", kProgramName, shown.c_str(),
                      DescribeStatus(HRESULT_FROM_WIN32(GetLastError())).c_str());

@@ -6,34 +6,12 @@
 
 #include "zqplatform/objbase.h"
 #include "zqplatform/status.h"
-#include "zqplatform/text.h"
-
-std::u16string WideFromUtf8(const std::string& text) {
-    const INT units = MultiByteToWideChar(CP_UTF8, 0, text.c_str(), -1, nullptr, 0);
-    if (units <= 0)
-        return {};
-    std::u16string wide(static_cast<size_t>(units), u'\0');
-    MultiByteToWideChar(CP_UTF8, 0, text.c_str(), -1, wide.data(), units);
-    wide.resize(static_cast<size_t>(units) - 1);
-    return wide;
-}
-
-std::string Utf8FromWide(const WCHAR* text) {
-    if (text == nullptr)
-        return {};
-    const INT bytes = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
-    if (bytes <= 0)
-        return {};
-    std::string narrow(static_cast<size_t>(bytes), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text, -1, narrow.data(), bytes, nullptr, nullptr);
-    narrow.resize(static_cast<size_t>(bytes) - 1);
-    return narrow;
-}
+#include "zqplatform/utf.h"
 
 std::string FormatGuid(const GUID& guid) {
     WCHAR text[40] = {};
     StringFromGUID2(guid, text, 40);
-    return Utf8FromWide(text);
+    return ZQUtf8FromUtf16(text);
 }
 
 std::string DescribeStatus(HRESULT hr) {
@@ -43,7 +21,7 @@ std::string DescribeStatus(HRESULT hr) {
     char number[16];
     std::snprintf(number, sizeof number, "0x%08" PRIX32, static_cast<uint32_t>(hr));
     const std::string head = name != nullptr ? std::string(name) + " (" + number + ")" : std::string(number);
-    return head + ": " + Utf8FromWide(text);
+    return head + ": " + ZQUtf8FromUtf16(text);
 }
 
 bool AsksForHelp(int argc, char** argv) {

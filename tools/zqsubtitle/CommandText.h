@@ -1,17 +1,10 @@
-// Helpers shared by the subcommands: UTF-8 at the terminal, UTF-16 at
-// the module's interfaces, statuses with their names and texts, JSON
-// strings, the help option.
+// Helpers shared by the subcommands: statuses with their names and texts,
+// GUIDs, JSON strings, the help option. (UTF-8 and UTF-16: zqplatform/utf.h.)
 #pragma once
 
 #include <string>
 
 #include "zqplatform/types.h"
-
-/// The UTF-16 form of UTF-8 `text`; empty when it doesn't convert.
-std::u16string WideFromUtf8(const std::string& text);
-
-/// The UTF-8 form of the NUL-terminated `text`; empty for null.
-std::string Utf8FromWide(const WCHAR* text);
 
 /// "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}".
 std::string FormatGuid(const GUID& guid);

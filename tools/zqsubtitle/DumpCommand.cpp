@@ -4,24 +4,27 @@
 #include <condition_variable>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <mutex>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "hosts/common/ModuleObjects.h"
-#include "subrip/CTextFile.h"
-#include "subtitle/LanguageTable.h"
-#include "subtitle/SubtitleMediaType.h"
 #include "tools/zqsubtitle/CommandText.h"
+#include "tools/zqsubtitle/FileEncoding.h"
 #include "tools/zqsubtitle/TrackArgument.h"
+#include "zqplatform/bstr.h"
 #include "zqplatform/comptr.h"
 #include "zqplatform/objbase.h"
 #include "zqplatform/oleauto.h"
 #include "zqplatform/text.h"
+#include "zqplatform/unknownimpl.h"
+#include "zqplatform/utf.h"
 #include "zqsubtitle/ZQSubtitle.h"
+#include "zqsubtitle/ZQSubtitleMediaType.h"
 
 namespace {
 
@@ -62,24 +65,6 @@ const char* GuidName(const GUID& guid) {
     return "unknown";
 }
 
-const char* EncodingName(CTextFile::Encoding encoding) {
-    switch (encoding) {
-    case CTextFile::Encoding_Auto:
-        return "undecided";
-    case CTextFile::Encoding_Ascii:
-        return "7-bit text";
-    case CTextFile::Encoding_CodePage:
-        return "code page";
-    case CTextFile::Encoding_Utf8:
-        return "UTF-8";
-    case CTextFile::Encoding_Utf16LE:
-        return "UTF-16 LE";
-    case CTextFile::Encoding_Utf16BE:
-        return "UTF-16 BE";
-    }
-    return "unknown";
-}
-
 // hh:mm:ss.fffffff of a signed count of 100 ns; hours don't wrap at 24.
 std::string FormatTime(REFERENCE_TIME time) {
     uint64_t magnitude = time < 0 ? 0 - static_cast<uint64_t>(time) : static_cast<uint64_t>(time);
@@ -111,26 +96,13 @@ bool ParseOptions(int argc, char** argv, Options& options) {
     return !options.tracks.empty();
 }
 
-// Interfaces have no virtual destructor by contract; the host lives on the
-// command's stack and is never deleted through one.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-
 /// The host multiplexer of the command: prints every call as it comes (text)
-/// or keeps it for the document (JSON), and counts the tracks that ended. Not
-/// counted: it lives on the command's stack, longer than the object. AddTrack
-/// comes on the command's thread, Receive and EndOfStream on the pump's.
-class CDumpHost final : public IZQMuxSubtitleControlCallback {
+/// or keeps it for the document (JSON), and counts the tracks that ended. It
+/// lives on the command's stack, longer than the object. AddTrack comes on
+/// the command's thread, Receive and EndOfStream on the pump's.
+class CDumpHost final : public CUnknownImpl<ZQLifetime::Borrowed, IZQMuxSubtitleControlCallback> {
 public:
     explicit CDumpHost(bool json) : m_json(json) {}
-
-    HRESULT QueryInterface(REFIID, void** out) override {
-        if (out != nullptr)
-            *out = nullptr;
-        return E_NOINTERFACE;
-    }
-    ULONG AddRef() override { return 2; }
-    ULONG Release() override { return 1; }
 
     HRESULT Receive(LONG trackid, REFERENCE_TIME start, REFERENCE_TIME stop, BYTE* data, LONG length) override {
         const std::string text(reinterpret_cast<const char*>(data), static_cast<size_t>(length));
@@ -172,7 +144,7 @@ public:
                 ++units;
             trackName.assign(info.TrackName, units);
         }
-        const std::string name = Utf8FromWide(trackName.c_str());
+        const std::string name = ZQUtf8FromUtf16(trackName.c_str());
         char text[512];
         std::snprintf(text, sizeof text,
                       "AddTrack track %d\n  major type   %s %s\n  subtype      %s %s\n  format type  %s %s\n"
@@ -232,47 +204,109 @@ private:
     std::vector<std::string> m_jsonCalls;
 };
 
-#pragma GCC diagnostic pop
+/// A host that only keeps the texts of the cues it receives, and tells when
+/// its one track has ended.
+class CTextKeeper final : public CUnknownImpl<ZQLifetime::Borrowed, IZQMuxSubtitleControlCallback> {
+public:
+    HRESULT Receive(LONG, REFERENCE_TIME, REFERENCE_TIME, BYTE* data, LONG length) override {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_texts.size() < kTextsKept)
+            m_texts.emplace_back(reinterpret_cast<const char*>(data), static_cast<size_t>(length));
+        return S_OK;
+    }
+    HRESULT EndOfStream(LONG) override {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_ended = true;
+        m_changed.notify_all();
+        return S_OK;
+    }
+    HRESULT AddTrack(const AM_MEDIA_TYPE*, LONG) override { return S_OK; }
+    HRESULT RemoveAllTracks() override { return S_OK; }
+    HRESULT RemoveTrack(LONG) override { return S_OK; }
+
+    std::vector<std::string> WaitForTexts() {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_changed.wait(lock, [this] { return m_ended; });
+        return m_texts;
+    }
+
+private:
+    // Enough lines to tell code pages apart; a whole film isn't needed.
+    static constexpr size_t kTextsKept = 200;
+    std::mutex m_mutex;  // guards the texts and the end
+    std::condition_variable m_changed;
+    std::vector<std::string> m_texts;
+    bool m_ended = false;
+};
 
 /// A file as the command loaded it.
 struct LoadedFile {
     const TrackArgument* argument = nullptr;
     HRESULT status = S_OK;
-    CTextFile::Encoding encoding = CTextFile::Encoding_Auto;
-    UINT codePage = 0;
+    FileEncoding encoding;
     LONG trackid = 0;
 };
 
-// Tells the encoding as the track's own reader will decide it, then adds the
-// file as a track, which the host hears of at once.
+/// Loads `argument` as the one track of a multiplexer of its own and runs it
+/// to the end, keeping the cue texts the module delivers.
+HRESULT ReadCueTexts(const CComBSTR& path, const CComBSTR& label, const CComBSTR& language,
+                     std::vector<std::string>& texts) {
+    CTextKeeper keeper;
+    CComPtr<IZQMuxSubtitle> mux;
+    HRESULT hr = CreateModuleObject(CLSID_ZQMuxSubtitle, IID_IZQMuxSubtitle, reinterpret_cast<void**>(&mux));
+    CComPtr<IZQMuxSubtitleControl> control;
+    if (SUCCEEDED(hr))
+        hr = mux.QueryInterface(&control);
+    if (SUCCEEDED(hr))
+        hr = control->SetCallback(&keeper);
+    LONG trackid = 0;
+    if (SUCCEEDED(hr))
+        hr = mux->AddTextTrackFromFile(path, label, language, &trackid);
+    if (SUCCEEDED(hr))
+        hr = control->Run();
+    if (FAILED(hr))
+        return hr;
+    texts = keeper.WaitForTexts();
+    control->Stop();
+    control->SetCallback(nullptr);
+    return S_OK;
+}
+
+std::string ReadBytes(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream bytes;
+    bytes << in.rdbuf();
+    return bytes.str();
+}
+
+// Tells the encoding the module reads the file in, then adds the file as a
+// track, which the host hears of at once. The module doesn't say which
+// encoding it found; the command learns it by loading the file once on its
+// own and finding which decoding of the file's bytes gives the texts the
+// module delivered (FindFileEncoding), so no copy of the module's detection
+// lives here.
 LoadedFile LoadFile(IZQMuxSubtitle* mux, const TrackArgument& argument, bool json) {
     LoadedFile loaded;
     loaded.argument = &argument;
-    const std::u16string path = WideFromUtf8(argument.path);
-    const std::u16string language = WideFromUtf8(argument.language);
-    const std::u16string label = WideFromUtf8(argument.label);
-    loaded.codePage = GetLanguageCodePage(argument.hasLanguage ? language.c_str() : nullptr);
-    {
-        CTextFile file(CTextFile::Encoding_Auto, loaded.codePage);
-        loaded.status = file.Open(path.c_str());
-        if (FAILED(loaded.status))
-            return loaded;
-        loaded.encoding = file.GetEncoding();
-    }
+    const std::u16string language = ZQUtf16FromUtf8(argument.language);
+    const CComBSTR path(ZQUtf16FromUtf8(argument.path));
+    const CComBSTR label(ZQUtf16FromUtf8(argument.label));
+    // No language at all is a null BSTR, as a host would pass it.
+    const CComBSTR bstrLanguage = argument.hasLanguage ? CComBSTR(language) : CComBSTR();
+    std::vector<std::string> texts;
+    loaded.status = ReadCueTexts(path, label, bstrLanguage, texts);
+    if (FAILED(loaded.status))
+        return loaded;
+    loaded.encoding = FindFileEncoding(ReadBytes(argument.path), texts,
+                                       argument.hasLanguage ? ZQGetLocaleCodePage(language.c_str()) : 0);
     if (!json) {
-        std::printf("file: %s\n  encoding: %s", argument.path.c_str(), EncodingName(loaded.encoding));
-        if (loaded.encoding == CTextFile::Encoding_CodePage)
-            std::printf(" %u", loaded.codePage == 0 ? GetACP() : loaded.codePage);
+        std::printf("file: %s\n  encoding: %s", argument.path.c_str(), loaded.encoding.name.c_str());
+        if (loaded.encoding.codePage != 0)
+            std::printf(" %u", loaded.encoding.codePage);
         std::printf("\n  language: %s\n  label: %s\n", argument.hasLanguage ? argument.language.c_str() : "(none)",
                     argument.label.c_str());
     }
-    BSTR bpath = SysAllocString(path.c_str());
-    BSTR blabel = SysAllocString(label.c_str());
-    BSTR blanguage = argument.hasLanguage ? SysAllocString(language.c_str()) : nullptr;
-    loaded.status = mux->AddTextTrackFromFile(bpath, blabel, blanguage, &loaded.trackid);
-    SysFreeString(blanguage);
-    SysFreeString(blabel);
-    SysFreeString(bpath);
+    loaded.status = mux->AddTextTrackFromFile(path, label, bstrLanguage, &loaded.trackid);
     return loaded;
 }
 
@@ -283,8 +317,8 @@ void PrintJson(const std::vector<LoadedFile>& files, const std::vector<std::stri
         std::printf("%s    {\"file\": %s, \"language\": %s, \"label\": %s, \"encoding\": %s, \"codePage\": %u, "
                     "\"status\": %s, \"track\": %d}",
                     separator, JsonString(file.argument->path).c_str(), JsonString(file.argument->language).c_str(),
-                    JsonString(file.argument->label).c_str(), JsonString(EncodingName(file.encoding)).c_str(),
-                    file.codePage == 0 ? GetACP() : file.codePage, JsonString(DescribeStatus(file.status)).c_str(),
+                    JsonString(file.argument->label).c_str(), JsonString(file.encoding.name).c_str(),
+                    file.encoding.codePage, JsonString(DescribeStatus(file.status)).c_str(),
                     file.trackid);
         separator = ",\n";
     }

@@ -19,10 +19,13 @@
 #include "hosts/common/ModuleObjects.h"
 #include "tools/zqsubtitle/CommandText.h"
 #include "tools/zqsubtitle/TrackArgument.h"
+#include "zqplatform/bstr.h"
 #include "zqplatform/comptr.h"
 #include "zqplatform/oleauto.h"
 #include "zqplatform/sync.h"
 #include "zqplatform/text.h"
+#include "zqplatform/unknownimpl.h"
+#include "zqplatform/utf.h"
 #include "zqplatform/winuser.h"
 #include "zqsubtitle/ZQSubtitle.h"
 
@@ -159,11 +162,6 @@ private:
     std::thread m_thread;
 };
 
-// Interfaces have no virtual destructor by contract; both objects below live
-// on the command's stack and are never deleted through one.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-
 /// A track as both hosts know it.
 struct PlayTrack {
     LONG dmxId = 0;
@@ -175,25 +173,13 @@ struct PlayTrack {
 /// The host multiplexer's side of the pair: every track the multiplexer
 /// announces becomes a selected stream of the demultiplexer, every sample it
 /// pumps goes into the demultiplexer's Receive, shifted as a host that has
-/// sought to `from` would shift it. Not counted: it lives on the command's
+/// sought to `from` would shift it. It lives on the command's
 /// stack and outlives both objects' use of it. Announcements come on the
 /// main thread, samples on the multiplexer's pump.
-class CPlayHost final : public IZQMuxSubtitleControlCallback {
+class CPlayHost final : public CUnknownImpl<ZQLifetime::Borrowed, IZQMuxSubtitleControlCallback> {
 public:
     CPlayHost(IZQDmxSubtitleControl* dmx, IZQDmxSubtitle* application, REFERENCE_TIME from)
         : m_dmx(dmx), m_application(application), m_from(from) {}
-
-    HRESULT QueryInterface(REFIID iid, void** out) override {
-        if (out == nullptr)
-            return E_POINTER;
-        *out = nullptr;
-        if (iid != IID_IUnknown && iid != IID_IZQMuxSubtitleControlCallback)
-            return E_NOINTERFACE;
-        *out = static_cast<IZQMuxSubtitleControlCallback*>(this);
-        return S_OK;
-    }
-    ULONG AddRef() override { return 2; }
-    ULONG Release() override { return 1; }
 
     HRESULT AddTrack(const AM_MEDIA_TYPE* mediatype, LONG trackid) override {
         LONG dmxId = 0;
@@ -290,22 +276,10 @@ private:
 };
 
 /// The application's callback: prints each event. Called only on the main
-/// thread, which set it and pumps; not counted, it lives on the stack.
-class CEventPrinter final : public IZQDmxSubtitleCallback {
+/// thread, which set it and pumps; it lives on the stack.
+class CEventPrinter final : public CUnknownImpl<ZQLifetime::Borrowed, IZQDmxSubtitleCallback> {
 public:
     explicit CEventPrinter(bool json) : m_json(json) {}
-
-    HRESULT QueryInterface(REFIID iid, void** out) override {
-        if (out == nullptr)
-            return E_POINTER;
-        *out = nullptr;
-        if (iid != IID_IUnknown && iid != IID_IZQDmxSubtitleCallback)
-            return E_NOINTERFACE;
-        *out = static_cast<IZQDmxSubtitleCallback*>(this);
-        return S_OK;
-    }
-    ULONG AddRef() override { return 2; }
-    ULONG Release() override { return 1; }
 
     HRESULT Cue(ZQSubtitle_Cue_Event cueevent, double currenttime, IZQSubtitleCue* cue) override {
         if (cueevent == ZQSubtitle_Cue_Event_Clear) {
@@ -356,13 +330,12 @@ private:
         double start = 0;
         double stop = 0;
         LONG trackid = 0;
-        BSTR text = nullptr;
+        CComBSTR text;
         cue->get_Start(&start);
         cue->get_Stop(&stop);
         cue->get_trackid(&trackid);
         cue->get_Text(&text);
-        const std::string utf8 = Utf8FromWide(text);
-        SysFreeString(text);
+        const std::string utf8 = ZQUtf8FromUtf16(text.View());
         if (m_json) {
             std::printf("{\"event\":\"%s\",\"time\":%.7g,\"track\":%" PRId32 ",\"start\":%.7g,\"stop\":%.7g,"
                         "\"text\":%s}\n",
@@ -377,8 +350,6 @@ private:
     const bool m_json;
     size_t m_active = 0;
 };
-
-#pragma GCC diagnostic pop
 
 /// The two objects and what joins them.
 struct PlayObjects {
@@ -411,14 +382,11 @@ HRESULT LoadTracks(const Options& options, PlayObjects& objects, CPlayHost& host
         return hr;
     }
     for (const TrackArgument& track : options.tracks) {
-        BSTR path = SysAllocString(WideFromUtf8(track.path).c_str());
-        BSTR label = SysAllocString(WideFromUtf8(track.label).c_str());
-        BSTR language = track.language.empty() ? nullptr : SysAllocString(WideFromUtf8(track.language).c_str());
+        const CComBSTR path(ZQUtf16FromUtf8(track.path));
+        const CComBSTR label(ZQUtf16FromUtf8(track.label));
+        const CComBSTR language = track.language.empty() ? CComBSTR() : CComBSTR(ZQUtf16FromUtf8(track.language));
         LONG trackid = 0;
         hr = objects.mux->AddTextTrackFromFile(path, label, language, &trackid);
-        SysFreeString(path);
-        SysFreeString(label);
-        SysFreeString(language);
         if (FAILED(hr)) {
             std::fprintf(stderr, "zqsubtitle play: %s: %s\n", track.path.c_str(), DescribeStatus(hr).c_str());
             return hr;

@@ -1,4 +1,5 @@
-// Automation types: VARIANT, DISPPARAMS, EXCEPINFO, IDispatch and ITypeInfo.
+// Automation types: VARIANT, DISPPARAMS, EXCEPINFO, IDispatch, ITypeInfo and
+// ITypeLib with the descriptions they hand out (TYPEATTR, FUNCDESC, TLIBATTR).
 #pragma once
 
 #include "zqplatform/unknwn.h"
@@ -9,9 +10,9 @@ struct ITypeLib;
 struct ITypeComp;
 struct IRecordInfo;
 struct SAFEARRAY;
-struct TYPEATTR;
-struct FUNCDESC;
 struct VARDESC;
+struct ARRAYDESC;
+struct PARAMDESCEX;
 using HREFTYPE = DWORD;
 using DATE = double;
 
@@ -145,6 +146,125 @@ enum INVOKEKIND : int32_t {
     INVOKE_PROPERTYPUTREF = 8,
 };
 
+inline constexpr MEMBERID MEMBERID_NIL = -1;
+
+enum TYPEKIND : int32_t {
+    TKIND_ENUM = 0,
+    TKIND_RECORD = 1,
+    TKIND_MODULE = 2,
+    TKIND_INTERFACE = 3,
+    TKIND_DISPATCH = 4,
+    TKIND_COCLASS = 5,
+    TKIND_ALIAS = 6,
+    TKIND_UNION = 7,
+};
+
+inline constexpr WORD TYPEFLAG_FDUAL = 0x40;
+inline constexpr WORD TYPEFLAG_FNONEXTENSIBLE = 0x80;
+inline constexpr WORD TYPEFLAG_FOLEAUTOMATION = 0x100;
+
+inline constexpr USHORT PARAMFLAG_NONE = 0x0;
+inline constexpr USHORT PARAMFLAG_FIN = 0x1;
+inline constexpr USHORT PARAMFLAG_FOUT = 0x2;
+inline constexpr USHORT PARAMFLAG_FRETVAL = 0x8;
+
+enum FUNCKIND : int32_t {
+    FUNC_VIRTUAL = 0,
+    FUNC_PUREVIRTUAL = 1,
+    FUNC_NONVIRTUAL = 2,
+    FUNC_STATIC = 3,
+    FUNC_DISPATCH = 4,
+};
+
+enum CALLCONV : int32_t {
+    CC_CDECL = 1,
+    CC_STDCALL = 4,
+};
+
+enum SYSKIND : int32_t {
+    SYS_WIN16 = 0,
+    SYS_WIN32 = 1,
+    SYS_MAC = 2,
+    SYS_WIN64 = 3,
+};
+
+/// The type of a value: for VT_PTR what it points to (`lptdesc`), for
+/// VT_USERDEFINED the type information it names (`hreftype`).
+struct TYPEDESC {
+    union {
+        TYPEDESC* lptdesc;
+        ARRAYDESC* lpadesc;
+        HREFTYPE hreftype;
+    };
+    VARTYPE vt;
+};
+
+struct PARAMDESC {
+    PARAMDESCEX* pparamdescex;
+    USHORT wParamFlags;
+};
+
+struct IDLDESC {
+    ULONG_PTR dwReserved;
+    USHORT wIDLFlags;
+};
+
+struct ELEMDESC {
+    TYPEDESC tdesc;
+    union {
+        IDLDESC idldesc;
+        PARAMDESC paramdesc;
+    };
+};
+
+struct FUNCDESC {
+    MEMBERID memid;
+    SCODE* lprgscode;
+    ELEMDESC* lprgelemdescParam;
+    FUNCKIND funckind;
+    INVOKEKIND invkind;
+    CALLCONV callconv;
+    SHORT cParams;
+    SHORT cParamsOpt;
+    SHORT oVft;
+    SHORT cScodes;
+    ELEMDESC elemdescFunc;
+    WORD wFuncFlags;
+};
+
+struct TYPEATTR {
+    GUID guid;
+    LCID lcid;
+    DWORD dwReserved;
+    MEMBERID memidConstructor;
+    MEMBERID memidDestructor;
+    LPOLESTR lpstrSchema;
+    ULONG cbSizeInstance;
+    TYPEKIND typekind;
+    WORD cFuncs;
+    WORD cVars;
+    WORD cImplTypes;
+    WORD cbSizeVft;
+    WORD cbAlignment;
+    WORD wTypeFlags;
+    WORD wMajorVerNum;
+    WORD wMinorVerNum;
+    TYPEDESC tdescAlias;
+    IDLDESC idldescType;
+};
+
+struct TLIBATTR {
+    GUID guid;
+    LCID lcid;
+    SYSKIND syskind;
+    WORD wMajorVerNum;
+    WORD wMinorVerNum;
+    WORD wLibFlags;
+};
+
+static_assert(sizeof(TYPEDESC) == 16 && sizeof(ELEMDESC) == 32);
+static_assert(sizeof(FUNCDESC) == 88 && sizeof(TYPEATTR) == 96 && sizeof(TLIBATTR) == 32);
+
 #if defined(__GNUC__)
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
@@ -184,6 +304,23 @@ struct ITypeInfo : IUnknown {
     virtual void ReleaseTypeAttr(TYPEATTR* pTypeAttr) = 0;
     virtual void ReleaseFuncDesc(FUNCDESC* pFuncDesc) = 0;
     virtual void ReleaseVarDesc(VARDESC* pVarDesc) = 0;
+};
+
+/// A type library in its usual method order: the type information of its
+/// entries by index or identifier, and its own attributes.
+struct ITypeLib : IUnknown {
+    virtual UINT GetTypeInfoCount() = 0;
+    virtual HRESULT GetTypeInfo(UINT index, ITypeInfo** ppTInfo) = 0;
+    virtual HRESULT GetTypeInfoType(UINT index, TYPEKIND* pTKind) = 0;
+    virtual HRESULT GetTypeInfoOfGuid(REFGUID guid, ITypeInfo** ppTinfo) = 0;
+    virtual HRESULT GetLibAttr(TLIBATTR** ppTLibAttr) = 0;
+    virtual HRESULT GetTypeComp(ITypeComp** ppTComp) = 0;
+    virtual HRESULT GetDocumentation(INT index, BSTR* pBstrName, BSTR* pBstrDocString, DWORD* pdwHelpContext,
+                                     BSTR* pBstrHelpFile) = 0;
+    virtual HRESULT IsName(LPOLESTR szNameBuf, ULONG lHashVal, BOOL* pfName) = 0;
+    virtual HRESULT FindName(LPOLESTR szNameBuf, ULONG lHashVal, ITypeInfo** ppTInfo, MEMBERID* rgMemId,
+                             USHORT* pcFound) = 0;
+    virtual void ReleaseTLibAttr(TLIBATTR* pTLibAttr) = 0;
 };
 
 #if defined(__GNUC__)

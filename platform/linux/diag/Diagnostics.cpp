@@ -7,6 +7,7 @@
 #include <dirent.h>
 #include <unistd.h>
 
+#include "kernel/RetryOnInterrupt.h"
 #include "zqplatform/debugapi.h"
 #include "zqplatform/heapapi.h"
 #include "zqplatform/status.h"
@@ -33,16 +34,7 @@ void OutputDebugStringA(const char* text) {
     // window, and a line must cost one system call, not a socket round trip.
     if (text == nullptr)
         return;
-    size_t length = std::strlen(text);
-    while (length > 0) {
-        ssize_t put = ::write(STDERR_FILENO, text, length);
-        if (put < 0 && errno == EINTR)
-            continue;
-        if (put <= 0)
-            return;
-        text += put;
-        length -= static_cast<size_t>(put);
-    }
+    zqplatform::WriteFully(STDERR_FILENO, text, std::strlen(text));
 }
 
 HANDLE GetCurrentProcess() {

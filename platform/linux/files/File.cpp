@@ -11,6 +11,7 @@
 
 #include "files/FileObject.h"
 #include "files/NativePath.h"
+#include "kernel/RetryOnInterrupt.h"
 #include "zqplatform/fileapi.h"
 #include "zqplatform/status.h"
 
@@ -71,19 +72,11 @@ DWORD OpenError(int error, const std::string& path) {
 }
 
 int OpenRetrying(const std::string& path, int flags) {
-    int fd;
-    do {
-        fd = ::open(path.c_str(), flags, 0666);
-    } while (fd < 0 && errno == EINTR);
-    return fd;
+    return zqplatform::RetryOnInterrupt([&] { return ::open(path.c_str(), flags, 0666); });
 }
 
 int LockRetrying(int fd, int operation) {
-    int result;
-    do {
-        result = ::flock(fd, operation | LOCK_NB);
-    } while (result != 0 && errno == EINTR);
-    return result;
+    return zqplatform::RetryOnInterrupt([&] { return ::flock(fd, operation | LOCK_NB); });
 }
 
 }  // namespace
@@ -136,10 +129,7 @@ BOOL ReadFile(HANDLE handle, void* buffer, DWORD size, DWORD* read, void* /*over
     FileObject* file = FileObject::FromHandle(handle);
     if (file == nullptr)
         return FALSE;
-    ssize_t got;
-    do {
-        got = ::read(file->Fd(), buffer, size);
-    } while (got < 0 && errno == EINTR);
+    const ssize_t got = zqplatform::RetryOnInterrupt([&] { return ::read(file->Fd(), buffer, size); });
     if (got < 0)
         return zqplatform::FailFromErrno();
     if (read != nullptr)
@@ -151,22 +141,13 @@ BOOL WriteFile(HANDLE handle, const void* buffer, DWORD size, DWORD* written, vo
     FileObject* file = FileObject::FromHandle(handle);
     if (file == nullptr)
         return FALSE;
-    const auto* bytes = static_cast<const char*>(buffer);
-    DWORD done = 0;
-    while (done < size) {
-        ssize_t put = ::write(file->Fd(), bytes + done, size - done);
-        if (put < 0 && errno == EINTR)
-            continue;
-        if (put <= 0) {
-            if (written != nullptr)
-                *written = done;
-            return put == 0 ? (SetLastError(ERROR_DISK_FULL), FALSE) : zqplatform::FailFromErrno();
-        }
-        done += static_cast<DWORD>(put);
-    }
+    const auto done = static_cast<DWORD>(zqplatform::WriteFully(file->Fd(), buffer, size));
     if (written != nullptr)
         *written = done;
-    return TRUE;
+    if (done == size)
+        return TRUE;
+    // A write that took nothing without an error: the disk is full.
+    return errno == 0 ? (SetLastError(ERROR_DISK_FULL), FALSE) : zqplatform::FailFromErrno();
 }
 
 BOOL GetFileSizeEx(HANDLE handle, LARGE_INTEGER* size) {

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "kernel/RetryOnInterrupt.h"
 #include "zqplatform/registry.h"
 
 namespace zqplatform {
@@ -41,11 +42,7 @@ LONG LastErrno() {
 }
 
 int OpenRetrying(const char* path, int flags, mode_t mode = 0) {
-    int fd;
-    do {
-        fd = ::open(path, flags | O_CLOEXEC, mode);
-    } while (fd < 0 && errno == EINTR);
-    return fd;
+    return zqplatform::RetryOnInterrupt([&] { return ::open(path, flags | O_CLOEXEC, mode); });
 }
 
 std::string DirectoryOf(const std::string& path) {
@@ -67,25 +64,14 @@ bool MakeDirectories(const std::string& directory) {
 }
 
 bool WriteAll(int fd, const std::string& text) {
-    size_t done = 0;
-    while (done < text.size()) {
-        ssize_t written = ::write(fd, text.data() + done, text.size() - done);
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written <= 0)
-            return false;
-        done += static_cast<size_t>(written);
-    }
-    return true;
+    return zqplatform::WriteFully(fd, text.data(), text.size()) == text.size();
 }
 
 bool ReadAll(int fd, std::string& text) {
     text.clear();
     char block[16384];
     while (true) {
-        ssize_t count = ::read(fd, block, sizeof block);
-        if (count < 0 && errno == EINTR)
-            continue;
+        const ssize_t count = zqplatform::RetryOnInterrupt([&] { return ::read(fd, block, sizeof block); });
         if (count < 0)
             return false;
         if (count == 0)
@@ -95,11 +81,7 @@ bool ReadAll(int fd, std::string& text) {
 }
 
 int LockExclusive(int fd) {
-    int result;
-    do {
-        result = ::flock(fd, LOCK_EX);
-    } while (result != 0 && errno == EINTR);
-    return result;
+    return zqplatform::RetryOnInterrupt([&] { return ::flock(fd, LOCK_EX); });
 }
 
 }  // namespace

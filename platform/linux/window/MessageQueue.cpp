@@ -1,3 +1,4 @@
+#include "kernel/RetryOnInterrupt.h"
 #include "window/MessageQueue.h"
 
 #include <sys/eventfd.h>
@@ -12,16 +13,14 @@ namespace zqplatform {
 
 namespace {
 
-/// Writes or reads the eventfd's 8-byte counter, retrying interruptions.
+/// Writes or reads the eventfd's 8-byte counter.
 void WriteCounter(int fd, uint64_t value) noexcept {
-    while (::write(fd, &value, sizeof value) < 0 && errno == EINTR) {
-    }
+    zqplatform::RetryOnInterrupt([&] { return ::write(fd, &value, sizeof value); });
 }
 
 void DrainCounter(int fd) noexcept {
     uint64_t value = 0;
-    while (::read(fd, &value, sizeof value) < 0 && errno == EINTR) {
-    }
+    zqplatform::RetryOnInterrupt([&] { return ::read(fd, &value, sizeof value); });
 }
 
 }  // namespace

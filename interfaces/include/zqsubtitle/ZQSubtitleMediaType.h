@@ -1,5 +1,6 @@
 // The subtitle media type that tracks and hosts exchange: its three published
-// identifiers and the layout of its 520-byte SUBTITLEINFO format block.
+// identifiers and the layout of its 520-byte SUBTITLEINFO format block. A host
+// multiplexer reads it in AddTrack; a host demultiplexer builds it for AddTrack.
 #pragma once
 
 #include <cstddef>
