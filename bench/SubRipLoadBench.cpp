@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -14,7 +15,6 @@
 
 #include "subrip/CTextFile.h"
 #include "subtitle/CZQSubtitleTrack.h"
-#include "zqplatform/fileio.h"
 
 namespace {
 
@@ -131,8 +131,18 @@ const BenchFile& FileFor(Kind kind) {
     return s_files[kind] = MakeFile(kind, kind == Kind::Utf8 ? 1000000 : 100000);
 }
 
+/// The process's peak resident set (VmHWM of /proc/self/status), in bytes.
+uint64_t PeakResidentBytes() {
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.rfind("VmHWM:", 0) == 0)
+            return std::strtoull(line.c_str() + 6, nullptr, 10) * 1024;
+    }
+    return 0;
+}
+
 void ReportPeak(benchmark::State& state) {
-    state.counters["peak_MiB"] = static_cast<double>(ZQGetPeakResidentBytes()) / (1024.0 * 1024.0);
+    state.counters["peak_MiB"] = static_cast<double>(PeakResidentBytes()) / (1024.0 * 1024.0);
 }
 
 void ReadLines(benchmark::State& state, Kind kind) {

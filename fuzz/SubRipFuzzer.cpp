@@ -6,12 +6,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <random>
+#include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "subrip/CMemoryByteSource.h"
 #include "subrip/CTextFile.h"
 #include "subrip/SubRipParser.h"
 
@@ -41,12 +41,6 @@ constexpr CTextFile::Encoding kEncodings[] = {
 constexpr UINT kCodePages[] = {1252, 1251, 932, 936, 949, 950, 65001, 12345};
 constexpr size_t kBlockSizes[] = {1, 2, 3, 7, 64, 4096};
 
-const std::filesystem::path& ScratchPath() {
-    static const std::filesystem::path path =
-        std::filesystem::temp_directory_path() / ("zq-subrip-fuzz-" + std::to_string(std::random_device{}()) + ".srt");
-    return path;
-}
-
 void Check(bool condition, const char* what) {
     if (!condition) {
         std::fprintf(stderr, "broken: %s\n", what);
@@ -60,10 +54,10 @@ struct Reading {
     std::vector<std::u16string> lines;
 };
 
-Reading ReadAll(const std::u16string& path, CTextFile::Encoding encoding, UINT codePage, size_t blockSize) {
+Reading ReadAll(std::string_view bytes, CTextFile::Encoding encoding, UINT codePage, size_t blockSize) {
     Reading reading;
     CTextFile file(encoding, codePage, blockSize);
-    reading.status = file.Open(path.c_str());
+    reading.status = file.Open(std::make_unique<CMemoryByteSource>(bytes));
     if (FAILED(reading.status))
         return reading;
     reading.encoding = file.GetEncoding();
@@ -73,7 +67,7 @@ Reading ReadAll(const std::u16string& path, CTextFile::Encoding encoding, UINT c
         Check(line.find_first_of(u"\r\n") == std::u16string::npos, "a line holds no CR or LF");
         reading.lines.push_back(line);
     }
-    Check(reading.status == S_FALSE, "reading a regular file ends at its end");
+    Check(reading.status == S_FALSE, "reading bytes that can't fail ends at their end");
     Check(line.empty(), "the end gives an empty line");
     LONGLONG position = -1;
     LONGLONG length = -2;
@@ -92,19 +86,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const CTextFile::Encoding encoding = kEncodings[selector % std::size(kEncodings)];
     const UINT codePage = kCodePages[(selector / 6) % std::size(kCodePages)];
     const size_t blockSize = kBlockSizes[(selector / 48) % std::size(kBlockSizes)];
-    {
-        std::ofstream out(ScratchPath(), std::ios::binary | std::ios::trunc);
-        out.write(reinterpret_cast<const char*>(data + 1), static_cast<std::streamsize>(size - 1));
-    }
-    const std::u16string path = ScratchPath().u16string();
+    // The reader takes the bytes from memory, as it would from a file.
+    const std::string_view bytes(reinterpret_cast<const char*>(data + 1), size - 1);
 
-    Reading small = ReadAll(path, encoding, codePage, blockSize);
-    Reading large = ReadAll(path, encoding, codePage, CTextFile::kDefaultBlockSize);
+    Reading small = ReadAll(bytes, encoding, codePage, blockSize);
+    Reading large = ReadAll(bytes, encoding, codePage, CTextFile::kDefaultBlockSize);
     Check(small.status == large.status && small.encoding == large.encoding, "block size changes no status");
     Check(small.lines == large.lines, "block size changes no line");
 
     CTextFile file(encoding, codePage, blockSize);
-    if (FAILED(file.Open(path.c_str())))
+    if (FAILED(file.Open(std::make_unique<CMemoryByteSource>(bytes))))
         return 0;
     CCountingSink cues;
     HRESULT hr = ZQParseSubRip(file, cues);

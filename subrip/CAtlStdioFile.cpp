@@ -1,27 +1,22 @@
 #include "subrip/CAtlStdioFile.h"
 
-CAtlStdioFile::~CAtlStdioFile() {
-    Close();
-}
-
 HRESULT CAtlStdioFile::Seek(LONGLONG offset, int origin) {
-    if (m_file == nullptr)
+    if (m_source == nullptr)
         return E_FAIL;
-    return ZQStreamSeek(m_file, offset, origin) == 0 ? S_OK : E_FAIL;
+    return m_source->Seek(offset, origin) ? S_OK : E_FAIL;
 }
 
 HRESULT CAtlStdioFile::GetPosition(LONGLONG& position) {
-    position = m_file == nullptr ? -1 : ZQStreamTell(m_file);
+    position = m_source == nullptr ? -1 : m_source->Tell();
     return position < 0 ? E_FAIL : S_OK;
 }
 
 HRESULT CAtlStdioFile::GetLength(LONGLONG& length) {
-    length = m_file == nullptr ? -1 : ZQStreamLength(m_file);
+    length = m_source == nullptr ? -1 : m_source->Length();
     return length < 0 ? E_FAIL : S_OK;
 }
 
 HRESULT CAtlStdioFile::Close() noexcept {
-    ZQStreamClose(m_file);
-    m_file = nullptr;
+    m_source.reset();
     return S_OK;
 }

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "subrip/ByteRuns.h"
+#include "subrip/CStreamByteSource.h"
 #include "zqplatform/fileapi.h"
 #include "zqplatform/sync.h"
 #include "zqplatform/text.h"
@@ -87,22 +88,22 @@ CTextFile::CTextFile(Encoding defaultEncoding, UINT codePage, size_t blockSize)
 HRESULT CTextFile::Open(const WCHAR* path) {
     if (path == nullptr)
         return E_POINTER;
-    if (m_file != nullptr)
+    if (m_source != nullptr)
         return E_UNEXPECTED;
-    // Others may go on reading and writing the file while we read it.
-    HANDLE handle = CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-                                FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (handle == INVALID_HANDLE_VALUE) {
-        HRESULT hr = HRESULT_FROM_WIN32(GetLastError());
-        return FAILED(hr) ? hr : E_FAIL;
-    }
-    // The stream takes the handle over; until then it is ours to close.
-    m_file = ZQStreamFromHandle(handle, "rb");
-    if (m_file == nullptr) {
-        CloseHandle(handle);
-        return E_FAIL;
-    }
-    HRESULT hr = OpenStream();
+    CByteSource* source = nullptr;
+    const HRESULT hr = CStreamByteSource::Open(path, &source);
+    if (FAILED(hr))
+        return hr;
+    return Open(std::unique_ptr<CByteSource>(source));
+}
+
+HRESULT CTextFile::Open(std::unique_ptr<CByteSource> source) {
+    if (source == nullptr)
+        return E_POINTER;
+    if (m_source != nullptr)
+        return E_UNEXPECTED;
+    m_source = std::move(source);
+    const HRESULT hr = OpenStream();
     if (FAILED(hr))
         Close();
     return hr;
@@ -220,7 +221,7 @@ HRESULT CTextFile::DetectEncoding() {
 
 HRESULT CTextFile::ReadLine(std::u16string& line) {
     line.clear();
-    if (m_file == nullptr)
+    if (m_source == nullptr)
         return E_UNEXPECTED;
     switch (m_encoding) {
     case Encoding_Utf8:
@@ -431,7 +432,7 @@ HRESULT CTextFile::ReadBytes(void* buffer, size_t count) {
 }
 
 HRESULT CTextFile::Seek(LONGLONG offset, int origin) {
-    if (m_file == nullptr)
+    if (m_source == nullptr)
         return E_FAIL;
     if (origin == ZQ_SEEK_SET)
         return SeekRaw(offset + m_textStart);
@@ -490,15 +491,11 @@ HRESULT CTextFile::Refill() {
     m_pos = 0;
     m_end = left;
     size_t room = std::min(m_blockSize, m_blockSize + kHeadroom - left);
-    size_t got = ZQStreamRead(m_file, block + left, room);
+    const size_t got = m_source->Read(block + left, room);
     m_end += got;
     if (got < room) {
-        HRESULT hr = S_FALSE;
-        if (ZQStreamError(m_file)) {
-            hr = HRESULT_FROM_WIN32(GetLastError());
-            if (SUCCEEDED(hr))
-                hr = E_FAIL;
-        }
+        const HRESULT failure = m_source->Failure();
+        const HRESULT hr = FAILED(failure) ? failure : S_FALSE;
         // A failure that reads as the end of the file is taken as the end.
         if (hr == S_FALSE || hr == kEndOfFile)
             m_streamEnded = true;

@@ -43,6 +43,9 @@ public:
     /// made, the length is unknown or a seek fails, the status of a read that
     /// fails. E_POINTER for a null path, E_UNEXPECTED when already open.
     HRESULT Open(const WCHAR* path);
+    /// The same over bytes from anywhere (memory, a test's failing source):
+    /// takes `source` over, and lets it go on failure.
+    HRESULT Open(std::unique_ptr<CByteSource> source);
 
     /// Reads the next line into `line`, without its line end: LF ends a line,
     /// CR is dropped wherever it stands. S_OK for a line (an empty one too

@@ -4,6 +4,7 @@
 
 #include "subrip/CTextFile.h"
 #include "subrip/SubRipScan.h"
+#include "zqplatform/fileio.h"
 #include "zqplatform/status.h"
 
 namespace {

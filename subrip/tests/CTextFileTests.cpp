@@ -5,17 +5,19 @@
 
 #include <cerrno>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <tuple>
 #include <vector>
 
 #include "subrip/tests/ScratchFile.h"
+#include "subrip/tests/TestByteSource.h"
 #include "tests/support/HResultAssertions.h"
 
 namespace {
 
+using zqsubriptest::Bytes;
 using zqsubriptest::ScratchFile;
+using zqsubriptest::TestByteSource;
 using Lines = std::vector<std::u16string>;
 using namespace std::string_literals;
 
@@ -119,9 +121,8 @@ TEST_P(TextFileLineEnds, DeliversTheLinesThatLfEnds) {
     if (!pending.empty())
         expected.push_back(pending);
 
-    ScratchFile scratch(encoding.encode(text));
     CTextFile file(CTextFile::Encoding_Auto, 1252, blockSize);
-    ASSERT_OK(file.Open(scratch.WidePath().c_str()));
+    ASSERT_OK(file.Open(Bytes(encoding.encode(text))));
     EXPECT_EQ(encoding.detected, file.GetEncoding());
     EXPECT_EQ(expected, ReadAll(file));
 }
@@ -149,9 +150,8 @@ class TextFileDetection : public ::testing::TestWithParam<std::tuple<DetectionCa
 
 TEST_P(TextFileDetection, DecidesTheEncodingAndReadsTheText) {
     const auto& [c, blockSize] = GetParam();
-    ScratchFile scratch(c.bytes);
     CTextFile file(CTextFile::Encoding_Auto, 1252, blockSize);
-    ASSERT_OK(file.Open(scratch.WidePath().c_str()));
+    ASSERT_OK(file.Open(Bytes(c.bytes)));
     EXPECT_EQ(c.encoding, file.GetEncoding());
     EXPECT_EQ(c.textStart, file.GetTextStart());
     EXPECT_EQ(c.lines, ReadAll(file));
@@ -196,16 +196,14 @@ INSTANTIATE_TEST_SUITE_P(
     });
 
 TEST(TextFile, MarkOverridesTheDefaultAndOtherDefaultsSkipTheScan) {
-    ScratchFile marked("\xFF\xFEx\0"s);
     CTextFile utf16(CTextFile::Encoding_CodePage, 1251);
-    ASSERT_OK(utf16.Open(marked.WidePath().c_str()));
+    ASSERT_OK(utf16.Open(Bytes("\xFF\xFEx\0"s)));
     EXPECT_EQ(CTextFile::Encoding_Utf16LE, utf16.GetEncoding());
 
     // Not inspected: the bytes that would make it a code page file are UTF-8
     // here, and the LF goes as the last byte of a three-byte character.
-    ScratchFile plain("\xE9\x41\n");
     CTextFile utf8(CTextFile::Encoding_Utf8, 1252);
-    ASSERT_OK(utf8.Open(plain.WidePath().c_str()));
+    ASSERT_OK(utf8.Open(Bytes("\xE9\x41\n")));
     EXPECT_EQ(CTextFile::Encoding_Utf8, utf8.GetEncoding());
     EXPECT_EQ(0, utf8.GetTextStart());
     EXPECT_EQ((Lines{u"\u904A"}), ReadAll(utf8));
@@ -224,9 +222,8 @@ TEST(TextFile, ConvertsWithTheCodePageOfTheLanguage) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.codePage);
-        ScratchFile scratch(c.bytes + "\r\nabc\n");
         CTextFile file(CTextFile::Encoding_Auto, c.codePage);
-        ASSERT_OK(file.Open(scratch.WidePath().c_str()));
+        ASSERT_OK(file.Open(Bytes(c.bytes + "\r\nabc\n")));
         EXPECT_EQ(CTextFile::Encoding_CodePage, file.GetEncoding());
         Lines expected{c.text, c.codePage == 12345 ? u"" : u"abc"};
         EXPECT_EQ(expected, ReadAll(file));
@@ -236,9 +233,8 @@ TEST(TextFile, ConvertsWithTheCodePageOfTheLanguage) {
 class TextFilePositions : public ::testing::TestWithParam<size_t> {};
 
 TEST_P(TextFilePositions, CountFromTheFirstByteOfText) {
-    ScratchFile scratch("\xEF\xBB\xBF" "ab\ncd\n");
     CTextFile file(CTextFile::Encoding_Auto, 1252, GetParam());
-    ASSERT_OK(file.Open(scratch.WidePath().c_str()));
+    ASSERT_OK(file.Open(Bytes("\xEF\xBB\xBF" "ab\ncd\n")));
     LONGLONG length = -1, position = -1;
     ASSERT_OK(file.GetLength(length));
     ASSERT_OK(file.GetPosition(position));
@@ -263,9 +259,8 @@ TEST_P(TextFilePositions, CountFromTheFirstByteOfText) {
 INSTANTIATE_TEST_SUITE_P(Blocks, TextFilePositions, ::testing::Values<size_t>(1, 4, CTextFile::kDefaultBlockSize));
 
 TEST(TextFile, ReadBytesTellsTheEndEvenWhenSomeBytesCame) {
-    ScratchFile scratch("abc");
     CTextFile file(CTextFile::Encoding_CodePage, 1252);
-    ASSERT_OK(file.Open(scratch.WidePath().c_str()));
+    ASSERT_OK(file.Open(Bytes("abc")));
     char bytes[4] = {};
     EXPECT_OK(file.ReadBytes(bytes, 2));
     EXPECT_EQ("ab", std::string(bytes, 2));
@@ -293,21 +288,8 @@ TEST(TextFile, OpenFailuresLeaveTheFileClosed) {
     EXPECT_OK(file.Close());
     EXPECT_OK(file.Close());
     EXPECT_HR(E_UNEXPECTED, file.ReadLine(line));
-
-    std::filesystem::permissions(scratch.Path(), std::filesystem::perms::none);
-    if (!std::ifstream(scratch.Path()).is_open()) {  // root reads it anyway
-        EXPECT_HR(HResult(0x80070005), file.Open(scratch.WidePath().c_str()));
-    }
+    EXPECT_HR(E_POINTER, file.Open(std::unique_ptr<CByteSource>()));
 }
-
-// Streams made while it lives fail reads that reach `offset`.
-class ReadFaultScope {
-public:
-    ReadFaultScope(int64_t offset, int errnoValue) { ZQStreamInjectReadFault(offset, errnoValue); }
-    ~ReadFaultScope() { ZQStreamInjectReadFault(-1, 0); }
-    ReadFaultScope(const ReadFaultScope&) = delete;
-    ReadFaultScope& operator=(const ReadFaultScope&) = delete;
-};
 
 class TextFileReadFault : public ::testing::TestWithParam<size_t> {};
 
@@ -316,10 +298,8 @@ TEST_P(TextFileReadFault, ReadLineGivesTheFailureAfterTheGoodLines) {
     const std::string texts[] = {"\xEF\xBB\xBF" "line1\nline2\nline3\n", Utf16(u"line1\nline2\nline3\n", false),
                                  "\xEF\xBB\xBF" "l\xC3\xA9ne1\nline2\nline3\n"};
     for (const std::string& text : texts) {
-        ScratchFile scratch(text);
-        ReadFaultScope fault(static_cast<int64_t>(text.size() - 4), EIO);
         CTextFile file(CTextFile::Encoding_Auto, 1252, GetParam());
-        ASSERT_OK(file.Open(scratch.WidePath().c_str()));
+        ASSERT_OK(file.Open(std::make_unique<TestByteSource>(text, text.size() - 4, ioError)));
         std::u16string line;
         ASSERT_OK(file.ReadLine(line));
         ASSERT_OK(file.ReadLine(line));
@@ -330,12 +310,10 @@ TEST_P(TextFileReadFault, ReadLineGivesTheFailureAfterTheGoodLines) {
 
 TEST_P(TextFileReadFault, OpenFailsWithTheStatusOfTheMarkOrScanRead) {
     const HRESULT ioError = HRESULT_FROM_WIN32(ZQWin32ErrorFromErrno(EIO));
-    ScratchFile scratch("plain text that needs a scan\n");
-    for (int64_t offset : {0, 1, 20}) {
+    for (size_t offset : {0, 1, 20}) {
         SCOPED_TRACE(offset);
-        ReadFaultScope fault(offset, EIO);
         CTextFile file(CTextFile::Encoding_Auto, 1252, GetParam());
-        EXPECT_HR(ioError, file.Open(scratch.WidePath().c_str()));
+        EXPECT_HR(ioError, file.Open(std::make_unique<TestByteSource>("plain text that needs a scan\n", offset, ioError)));
         EXPECT_FALSE(file.IsOpen());
     }
 }

@@ -9,7 +9,7 @@
 #include "subrip/CSubRipCueSink.h"
 #include "subrip/CTextFile.h"
 #include "subrip/SubRipParser.h"
-#include "subrip/tests/ScratchFile.h"
+#include "subrip/tests/TestByteSource.h"
 #include "zqplatform/text.h"
 
 namespace zqsubriptest {
@@ -75,8 +75,18 @@ inline ParseResult ParseFile(const std::u16string& path, UINT codePage) {
     return result;
 }
 
+/// Parses `bytes` as a file of them would be.
 inline ParseResult ParseBytes(const std::string& bytes, UINT codePage = 1252) {
-    return ParseFile(ScratchFile(bytes).WidePath(), codePage);
+    ParseResult result;
+    CTextFile file(CTextFile::Encoding_Auto, codePage);
+    result.status = file.Open(std::make_unique<TestByteSource>(bytes));
+    if (FAILED(result.status))
+        return result;
+    result.encoding = file.GetEncoding();
+    CueRecorder recorder;
+    result.status = ZQParseSubRip(file, recorder);
+    result.cues = recorder.Cues();
+    return result;
 }
 
 }  // namespace zqsubriptest

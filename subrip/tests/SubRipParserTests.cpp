@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "subrip/tests/CueRecorder.h"
+#include "subrip/tests/TestByteSource.h"
 #include "tests/support/HResultAssertions.h"
 
 namespace {
@@ -127,9 +128,8 @@ TEST(SubRipParser, FileOfCrOnlyIsOneTimeLine) {
 }
 
 TEST(SubRipParser, RewindsBeforeReading) {
-    ScratchFile scratch("\xEF\xBB\xBF" "1\n"s + kTime1 + "A\n");
     CTextFile file(CTextFile::Encoding_Auto, 1252);
-    ASSERT_OK(file.Open(scratch.WidePath().c_str()));
+    ASSERT_OK(file.Open(Bytes("\xEF\xBB\xBF" "1\n"s + kTime1 + "A\n")));
     std::u16string line;
     ASSERT_OK(file.ReadLine(line));
     ASSERT_OK(file.ReadLine(line));
@@ -151,14 +151,10 @@ TEST(SubRipParser, ReadFailureClearsTheList) {
     const std::string text = "1\n"s + kTime1 + "A\n\n2\n" + kTime2 + "B\nmore\nand more\n";
     for (size_t offset : {text.size() - 12, text.size() - 30}) {
         SCOPED_TRACE(offset);
-        ScratchFile scratch(text);
-        ZQStreamInjectReadFault(static_cast<int64_t>(offset), EIO);
         CTextFile file(CTextFile::Encoding_Ascii, 1252);
-        HRESULT opened = file.Open(scratch.WidePath().c_str());
-        ZQStreamInjectReadFault(-1, 0);
-        ASSERT_OK(opened);
+        ASSERT_OK(file.Open(std::make_unique<TestByteSource>(text, offset, HRESULT_FROM_WIN32(ERROR_READ_FAULT))));
         CueRecorder recorder;
-        EXPECT_HR(HRESULT_FROM_WIN32(ZQWin32ErrorFromErrno(EIO)), ZQParseSubRip(file, recorder));
+        EXPECT_HR(HRESULT_FROM_WIN32(ERROR_READ_FAULT), ZQParseSubRip(file, recorder));
         EXPECT_TRUE(recorder.Cues().empty());
         EXPECT_EQ(1, recorder.Clears());
     }

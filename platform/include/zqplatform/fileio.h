@@ -35,12 +35,4 @@ ZQPLATFORM_API BOOL ZQStreamError(ZQStream* stream);
 /// Closes the stream and its file. Null is accepted.
 ZQPLATFORM_API void ZQStreamClose(ZQStream* stream);
 
-/// Test seam: streams made afterwards on the calling thread fail every read
-/// that reaches byte `offset` of the file, with `errnoValue` mapped as any
-/// errno is; the bytes before it are still delivered. A negative offset
-/// turns the seam off again.
-ZQPLATFORM_API void ZQStreamInjectReadFault(int64_t offset, int errnoValue);
-
-/// The process's peak resident set size in bytes (VmHWM), or 0 when unknown.
-ZQPLATFORM_API uint64_t ZQGetPeakResidentBytes();
 }

@@ -15,15 +15,9 @@
 
 struct ZQStream {
     FILE* file = nullptr;
-    int64_t faultOffset = -1;  // reads reaching this byte fail; -1: never
-    int faultErrno = 0;
-    bool faulted = false;      // the seam has failed a read
 };
 
 namespace {
-
-thread_local int64_t t_faultOffset = -1;
-thread_local int t_faultErrno = EIO;
 
 void SetLastErrorFromErrno(int errnoValue) {
     SetLastError(ZQWin32ErrorFromErrno(errnoValue));
@@ -55,30 +49,14 @@ ZQStream* ZQStreamFromHandle(HANDLE handle, const char* mode) {
     // The stream closes the descriptor from now on; the handle's record goes.
     file->DetachFd();
     file->Release();
-    stream->faultOffset = t_faultOffset;
-    stream->faultErrno = t_faultErrno;
     return stream;
 }
 
 size_t ZQStreamRead(ZQStream* stream, void* buffer, size_t count) {
     if (stream == nullptr || count == 0)
         return 0;
-    size_t allowed = count;
-    bool fault = false;
-    if (stream->faultOffset >= 0) {
-        off_t position = ::ftello(stream->file);
-        if (position >= 0 && position + static_cast<int64_t>(count) > stream->faultOffset) {
-            allowed = position >= stream->faultOffset ? 0 : static_cast<size_t>(stream->faultOffset - position);
-            fault = true;
-        }
-    }
-    size_t got = allowed == 0 ? 0 : ::fread(buffer, 1, allowed, stream->file);
-    if (got == allowed && fault) {
-        stream->faulted = true;
-        SetLastErrorFromErrno(stream->faultErrno);
-        return got;
-    }
-    if (got < allowed && ::ferror(stream->file))
+    const size_t got = ::fread(buffer, 1, count, stream->file);
+    if (got < count && ::ferror(stream->file))
         SetLastErrorFromErrno(errno != 0 ? errno : EIO);
     return got;
 }
@@ -124,7 +102,7 @@ int64_t ZQStreamLength(ZQStream* stream) {
 BOOL ZQStreamError(ZQStream* stream) {
     if (stream == nullptr)
         return FALSE;
-    return stream->faulted || ::ferror(stream->file) != 0 ? TRUE : FALSE;
+    return ::ferror(stream->file) != 0 ? TRUE : FALSE;
 }
 
 void ZQStreamClose(ZQStream* stream) {
@@ -132,27 +110,6 @@ void ZQStreamClose(ZQStream* stream) {
         return;
     ::fclose(stream->file);
     delete stream;
-}
-
-void ZQStreamInjectReadFault(int64_t offset, int errnoValue) {
-    t_faultOffset = offset < 0 ? -1 : offset;
-    t_faultErrno = errnoValue;
-}
-
-uint64_t ZQGetPeakResidentBytes() {
-    FILE* status = ::fopen("/proc/self/status", "re");
-    if (status == nullptr)
-        return 0;
-    char line[256];
-    uint64_t kibibytes = 0;
-    while (::fgets(line, sizeof line, status) != nullptr) {
-        if (std::strncmp(line, "VmHWM:", 6) == 0) {
-            kibibytes = std::strtoull(line + 6, nullptr, 10);
-            break;
-        }
-    }
-    ::fclose(status);
-    return kibibytes * 1024;
 }
 
 }  // extern "C"
