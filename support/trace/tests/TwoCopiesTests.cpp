@@ -117,22 +117,9 @@ TEST_F(TwoCopiesTest, OneTracerTimerBufferAndFileServeBothAndUnloadingHandsTheTi
     EXPECT_FALSE(tracetest::TraceRecordExists(m_file));
 }
 
-// The child of ExitWritesOutWhatIsStillWaiting: one line through this program's own copy.
-TEST(TraceExitChild, DISABLED_TracesOneLineAndExits) {
-    const char* file = std::getenv("ZQ_TRACE_CHILD_FILE");
-    if (file == nullptr)
-        GTEST_SKIP() << "run by ExitWritesOutWhatIsStillWaiting";
-    SetTracePath(std::filesystem::path(file).u16string().c_str());
-    g_TraceFlags = kToFile;
-    TraceLine("\nfrom the child");
-}
-
 TEST_F(TwoCopiesTest, ExitWritesOutWhatIsStillWaiting) {
-    WCHAR program[600];
-    ASSERT_NE(0u, GetModuleFileNameW(nullptr, program, 600));
-    std::string command = "ZQ_TRACE_CHILD_FILE='" + m_file.string() + "' '" +
-                          std::filesystem::path(std::u16string(program)).string() +
-                          "' --gtest_also_run_disabled_tests --gtest_filter=TraceExitChild.* > /dev/null";
+    // tests/helpers/TraceChild.cpp: one line through a program's own copy.
+    const std::string command = std::string("'") + ZQ_TRACE_CHILD + "' '" + m_file.string() + "'";
     ASSERT_EQ(0, std::system(command.c_str()));
     EXPECT_EQ(std::string(kMark) + "\r\nfrom the child", ReadBytes(m_file));
 }
