@@ -21,8 +21,9 @@ namespace {
 class CCountingSink final : public CSubRipCueSink {
 public:
     HRESULT AddCue(const WCHAR* text, size_t length, REFERENCE_TIME, REFERENCE_TIME) override {
-        // A cue's text is counted, NUL-terminated, and each line ends in LF.
-        if (text[length] != u'\0' || (length > 0 && text[length - 1] != u'\n'))
+        // A cue's text is counted and NUL-terminated, and holds no NUL: a
+        // U+0000 in a line ends the text there, without that line's LF.
+        if (text[length] != u'\0' || std::u16string_view(text, length).find(u'\0') != std::u16string_view::npos)
             std::abort();
         ++m_cues;
         return S_OK;

@@ -106,6 +106,9 @@ using VARIANTARG = VARIANT;
 
 static_assert(sizeof(VARIANT) == 24, "VARIANT is 24 bytes on LP64");
 static_assert(offsetof(VARIANT, llVal) == 8);
+static_assert(offsetof(VARIANT, wReserved1) == 2 && offsetof(VARIANT, wReserved3) == 6);
+static_assert(offsetof(VARIANT, bstrVal) == 8 && offsetof(VARIANT, brecVal.pRecInfo) == 16);
+static_assert(sizeof(VARIANT_BOOL) == 2 && VARIANT_TRUE == -1);
 
 struct DISPPARAMS {
     VARIANTARG* rgvarg;
@@ -328,3 +331,7 @@ struct ITypeLib : IUnknown {
 #endif
 
 static_assert(sizeof(DISPPARAMS) == 24);
+static_assert(offsetof(DISPPARAMS, rgdispidNamedArgs) == 8 && offsetof(DISPPARAMS, cArgs) == 16 &&
+              offsetof(DISPPARAMS, cNamedArgs) == 20);
+static_assert(sizeof(EXCEPINFO) == 64 && offsetof(EXCEPINFO, bstrSource) == 8 && offsetof(EXCEPINFO, scode) == 56 &&
+              offsetof(EXCEPINFO, pfnDeferredFillIn) == 48 && offsetof(EXCEPINFO, dwHelpContext) == 32);

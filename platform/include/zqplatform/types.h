@@ -120,4 +120,6 @@ struct SIZE {
 };
 
 static_assert(sizeof(GUID) == 16);
+static_assert(offsetof(GUID, Data2) == 4 && offsetof(GUID, Data3) == 6 && offsetof(GUID, Data4) == 8);
+static_assert(sizeof(LONG) == 4 && sizeof(ULONG) == 4 && sizeof(HRESULT) == 4 && sizeof(OLECHAR) == 2);
 static_assert(sizeof(RECT) == 16);
