@@ -5,6 +5,7 @@
 
 #include "zqplatform/module.h"
 #include "zqplatform/modulehandle.h"
+#include "zqsubtitle/ZQSubtitlePropertyFrame.h"
 
 namespace {
 
@@ -35,7 +36,7 @@ std::u16string ModuleFolder() {
 }  // namespace
 
 std::u16string CZQViewLibrary::DefaultPath() {
-    return ModuleFolder() + u"/" ZQ_VIEW_LIBRARY_FILE_NAME;
+    return ModuleFolder() + u"/" + kZQPresentationLibraryName;
 }
 
 HRESULT CZQViewLibrary::GetFactory(IZQViewFactory** factory) noexcept {

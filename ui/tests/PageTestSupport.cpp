@@ -1,12 +1,10 @@
 #include "ui/tests/PageTestSupport.h"
 
-#include "zqplatform/module.h"
+#include "tests/support/ModuleObjectsForTests.h"
 
 namespace zquitest {
 
 namespace {
-
-using GetClassObjectFunction = HRESULT (*)(REFCLSID, REFIID, void**);
 
 std::u16string Widen(const std::string& text) {
     return std::u16string(text.begin(), text.end());
@@ -19,18 +17,9 @@ std::u16string ReadBstr(const CComBSTR& text) {
 }  // namespace
 
 CComPtr<IZQMuxSubtitle> CreateModuleMultiplexer() {
-    static const HMODULE s_module = LoadLibraryW(Widen(ZQ_SUBTITLE_MODULE).c_str());
     CComPtr<IZQMuxSubtitle> mux;
-    auto getClassObject =
-        s_module ? reinterpret_cast<GetClassObjectFunction>(GetProcAddress(s_module, "DllGetClassObject")) : nullptr;
-    EXPECT_NE(getClassObject, nullptr) << "the module " ZQ_SUBTITLE_MODULE " can't be loaded";
-    if (getClassObject == nullptr)
-        return mux;
-    CComPtr<IClassFactory> factory;
-    EXPECT_OK(getClassObject(CLSID_ZQMuxSubtitle, IID_IClassFactory, reinterpret_cast<void**>(&factory)));
-    if (factory) {
-        EXPECT_OK(factory->CreateInstance(nullptr, IID_IZQMuxSubtitle, reinterpret_cast<void**>(&mux)));
-    }
+    EXPECT_OK(zqtest::CreateFromModule(ZQ_SUBTITLE_MODULE, CLSID_ZQMuxSubtitle, IID_IZQMuxSubtitle,
+                                       reinterpret_cast<void**>(&mux)));
     return mux;
 }
 
