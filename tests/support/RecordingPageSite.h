@@ -15,20 +15,22 @@ namespace zqtest {
 /// object; its owner checks References() before it goes. One thread.
 class RecordingPageSite final : public CUnknownImpl<ZQLifetime::Borrowed, IPropertyPageSite> {
 public:
-    HRESULT OnStatusChange(DWORD dwFlags) override;
-    HRESULT GetLocaleID(LCID* pLocaleID) override;
-    HRESULT GetPageContainer(IUnknown** ppUnk) override;
-    HRESULT TranslateAccelerator(MSG* pMsg) override;
+    HRESULT OnStatusChange(DWORD dwFlags) override {
+        m_changes.push_back(dwFlags);
+        return S_OK;
+    }
+    HRESULT GetLocaleID(LCID*) override { return E_NOTIMPL; }
+    HRESULT GetPageContainer(IUnknown**) override { return E_NOTIMPL; }
+    HRESULT TranslateAccelerator(MSG*) override { return S_FALSE; }
 
     const std::vector<DWORD>& StatusChanges() const noexcept { return m_changes; }
-    void ClearStatusChanges() { m_changes.clear(); }
 
 private:
     std::vector<DWORD> m_changes;
 };
 
-/// The object of the host that a frame binds a page to: it serves `service`
-/// (the multiplexer, asked for by its class id) through IServiceProvider and
+/// The host's object that a frame binds a page to: serves `service` (the
+/// multiplexer, asked for by its class id) through IServiceProvider and
 /// counts the questions. A stack or member object. One thread.
 class FakeServiceProvider final : public CUnknownImpl<ZQLifetime::Borrowed, IServiceProvider> {
 public:

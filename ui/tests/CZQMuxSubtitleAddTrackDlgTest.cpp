@@ -128,26 +128,6 @@ TEST_F(AddTrackDlgTest, FailedAddShowsTheStatusTextKeepsWhatWasTypedAndCancelAdd
     EXPECT_TRUE(TextTracks(m_mux.Get()).empty());
 }
 
-TEST_F(AddTrackDlgTest, RunningMultiplexerIsExplainedInASentence) {
-    CComPtr<IZQMuxSubtitleControl> control;
-    ASSERT_OK(ZQQueryInterface(m_mux.Get(), &control));
-    ASSERT_OK(control->Run());
-    CZQMuxSubtitleAddTrackDlg dialog(m_mux.Get());
-    Run(dialog, [](FakeDialogView& view) {
-        view.SetText(kZQPathEdit, SamplePath("english-utf8"));
-        view.Events().OnOK();
-    });
-    ASSERT_EQ(1u, View().m_messages.size());
-    EXPECT_EQ(u"The operation could not be performed because the object is in the wrong state.",
-              View().m_messages[0].text);
-    EXPECT_OK(control->Stop());
-}
-
-TEST_F(AddTrackDlgTest, StatusTextIsThePlatformsTextEndingInAPeriod) {
-    EXPECT_EQ(u"Invalid pointer.", CZQMuxSubtitleAddTrackDlg::StatusText(E_POINTER));
-    EXPECT_EQ(u"Unknown error 0x80041234.", CZQMuxSubtitleAddTrackDlg::StatusText(HResult(0x80041234)));
-}
-
 TEST_F(AddTrackDlgTest, BrowseStartsFromThePathLastReadWithSubRipFilesShown) {
     CZQMuxSubtitleAddTrackDlg dialog(m_mux.Get());
     dialog.m_path = u"/films/seed.srt";

@@ -1,5 +1,5 @@
 // The windows of the page and the dialog as plain records, for tests of
-// their logic: the test reads what the logic put on screen and acts as the
+// their logic: the test reads what the logic put on screen and plays the
 // user by calling the events.
 #pragma once
 
@@ -14,47 +14,49 @@
 
 namespace zquitest {
 
-/// One row of the fake list.
+/// The fake's font: 7 by 15 pixels per pair of dialog base units.
+inline constexpr LONG kFakeBaseUnitX = 7;
+inline constexpr LONG kFakeBaseUnitY = 15;
+
 struct FakeItem {
     std::u16string text[3];
     LPARAM data = 0;
     bool selected = false;
 };
 
-/// The page's window. Kept by its factory after Destroy, so a test can look
-/// at what it showed last.
+/// The page's window; kept by its factory after Destroy.
 class FakePageView final : public IZQPageView {
 public:
-    explicit FakePageView(HWND parent, IZQPageViewEvents* events) : m_parent(parent), m_events(events) {}
+    FakePageView(HWND parent, IZQPageViewEvents* events) : m_parent(parent), m_events(events) {}
     virtual ~FakePageView() = default;
 
     void Destroy() override { m_destroyed = true; }
     void Move(const RECT& rect) override { m_rect = rect; }
     void Show(int command) override { m_visible = command != SW_HIDE; }
-    bool IsDialogMessage(const MSG& message) override;
-    void MapDialogRect(RECT& rect) override;
+    bool IsDialogMessage(const MSG&) override { return ++m_dialogMessages, m_takesDialogMessages; }
+    void MapDialogRect(RECT& r) override {
+        r = {r.left * kFakeBaseUnitX / 4, r.top * kFakeBaseUnitY / 8, r.right * kFakeBaseUnitX / 4,
+             r.bottom * kFakeBaseUnitY / 8};
+    }
     void FocusFirstControl() override { m_focusSet = true; }
-    void InsertColumn(int column, const char16_t* header, int widthInPixels) override;
+    void InsertColumn(int, const char16_t* header, int width) override { m_columns.emplace_back(header, width); }
     void DeleteAllItems() override { m_items.clear(); }
     int InsertItem(int index, const std::u16string& text, LPARAM data) override;
-    void SetItemText(int index, int column, const std::u16string& text) override;
-    std::u16string GetItemText(int index, int column) override;
-    LPARAM GetItemData(int index) override;
+    void SetItemText(int index, int column, const std::u16string& text) override { Item(index).text[column] = text; }
+    std::u16string GetItemText(int index, int column) override { return Item(index).text[column]; }
+    LPARAM GetItemData(int index) override { return Item(index).data; }
     int GetItemCount() override { return static_cast<int>(m_items.size()); }
     int GetSelectedItem() override;
     /// Tells the page of a change, as a list control does.
     void SetItemSelected(int index, bool selected) override;
     void EnsureVisible(int index) override { m_visibleItem = index; }
-    void SetSortColumn(int column, bool ascending) override;
+    void SetSortColumn(int column, bool ascending) override { m_sortColumn = column, m_sortAscending = ascending; }
     void ArrangeItems(const std::vector<int>& order) override;
     void EnableRemove(bool enable) override { m_removeEnabled = enable; }
 
-    /// The user's side.
     IZQPageViewEvents& Events() const { return *m_events; }
     /// Selects one row as a click does.
     void Click(int index);
-
-    /// Column `column` of every row, top to bottom.
     std::vector<std::u16string> Column(int column) const;
 
     HWND m_parent;
@@ -71,9 +73,11 @@ public:
     int m_visibleItem = -2;
     int m_sortColumn = -1;
     bool m_sortAscending = false;
+
+private:
+    FakeItem& Item(int index) { return m_items.at(static_cast<size_t>(index)); }
 };
 
-/// One message box the dialog showed.
 struct FakeMessage {
     std::u16string text;
     std::u16string caption;
@@ -81,12 +85,13 @@ struct FakeMessage {
 };
 
 /// The dialog's window. RunModal runs the test's script, which plays the
-/// user; it answers what EndDialog was given, or -1 if the script ended
-/// without it.
+/// user (cancelling without one); it answers what EndDialog was given, or
+/// -1 if the script ended without it.
 class FakeDialogView final : public IZQAddTrackDialogView {
 public:
     using Script = std::function<void(FakeDialogView&)>;
     using Chooser = std::function<bool(ZQOpenFileRequest&)>;
+    static constexpr int kRunning = -100;
 
     FakeDialogView(IZQAddTrackDialogEvents* events, Script script, Chooser chooser)
         : m_events(events), m_script(std::move(script)), m_chooser(std::move(chooser)) {}
@@ -103,15 +108,18 @@ public:
     std::u16string GetText(int control) override { return m_texts[control]; }
     void SetFocus(int control) override { m_focus = control; }
     void FocusFirstControl() override { m_focus = kZQPathEdit; }
-    void ShowMessage(const std::u16string& text, const char16_t* caption, UINT flags) override;
-    bool GetOpenFileName(ZQOpenFileRequest& request) override;
+    void ShowMessage(const std::u16string& text, const char16_t* caption, UINT flags) override {
+        m_messages.push_back({text, caption, flags});
+    }
+    bool GetOpenFileName(ZQOpenFileRequest& request) override {
+        m_chooserRequests.push_back(request);
+        return m_chooser && m_chooser(request);
+    }
 
     IZQAddTrackDialogEvents& Events() const { return *m_events; }
     bool Ended() const { return m_result != kRunning; }
     /// The combo entry of a language by its English name, or -1.
     int LanguageIndex(const std::u16string& name) const;
-
-    static constexpr int kRunning = -100;
 
     IZQAddTrackDialogEvents* m_events;
     Script m_script;
@@ -127,8 +135,8 @@ public:
     std::vector<ZQOpenFileRequest> m_chooserRequests;
 };
 
-/// Makes fake windows and keeps them all for the test. The user of each
-/// dialog is the next script queued; a dialog without one is cancelled.
+/// Makes fake windows and keeps them all. Each dialog's user is the next
+/// script queued.
 class FakeViewFactory final : public IZQViewFactory {
 public:
     virtual ~FakeViewFactory() = default;
@@ -136,13 +144,15 @@ public:
     HRESULT CreatePageView(HWND parent, IZQPageViewEvents* events, IZQPageView** view) override;
     HRESULT CreateAddTrackDialogView(IZQPageView* owner, IZQAddTrackDialogEvents* events,
                                      IZQAddTrackDialogView** view) override;
-    bool DialogUnitsToPixels(SIZE& size) override;
+    bool DialogUnitsToPixels(SIZE& size) override {
+        size = {size.cx * kFakeBaseUnitX / 4, size.cy * kFakeBaseUnitY / 8};
+        return m_canMeasure;
+    }
 
     void QueueDialog(FakeDialogView::Script script) { m_scripts.push_back(std::move(script)); }
-    /// What the file chooser of every dialog answers; cancels by default.
+    /// What every dialog's file chooser answers; it cancels by default.
     void SetChooser(FakeDialogView::Chooser chooser) { m_chooser = std::move(chooser); }
-
-    /// The page window made last; null before.
+    /// The window made last; null before.
     FakePageView* Page() const { return m_pages.empty() ? nullptr : m_pages.back().get(); }
     FakeDialogView* Dialog() const { return m_dialogs.empty() ? nullptr : m_dialogs.back().get(); }
     size_t DialogCount() const { return m_dialogs.size(); }
@@ -157,9 +167,5 @@ private:
     std::deque<FakeDialogView::Script> m_scripts;
     FakeDialogView::Chooser m_chooser;
 };
-
-/// The fake's font: 7 by 15 pixels per pair of dialog base units.
-inline constexpr LONG kFakeBaseUnitX = 7;
-inline constexpr LONG kFakeBaseUnitY = 15;
 
 }  // namespace zquitest

@@ -10,10 +10,6 @@ std::u16string Widen(const std::string& text) {
     return std::u16string(text.begin(), text.end());
 }
 
-std::u16string ReadBstr(const CComBSTR& text) {
-    return std::u16string(text.View());
-}
-
 }  // namespace
 
 CComPtr<IZQMuxSubtitle> CreateModuleMultiplexer() {
@@ -32,43 +28,27 @@ std::u16string MissingPath() {
     return SamplePath("no-such-sample");
 }
 
-HRESULT RecordingMux::Record(const std::string& call, bool* failed) {
-    m_calls.push_back(call);
-    auto found = m_failures.find(call);
-    *failed = found != m_failures.end();
-    return *failed ? found->second : S_OK;
-}
-
-HRESULT RecordingMux::get_Tracks(IZQSubtitleTrackList** pVal) {
-    return m_mux->get_Tracks(pVal);
-}
-
-HRESULT RecordingMux::get_TextTracks(IZQSubtitleTrackList** pVal) {
-    return m_mux->get_TextTracks(pVal);
+template <class Call>
+HRESULT RecordingMux::Pass(const std::string& name, Call call) {
+    m_calls.push_back(name);
+    auto failure = m_failures.find(name);
+    return failure != m_failures.end() ? failure->second : call();
 }
 
 HRESULT RecordingMux::AddTextTrackFromFile(BSTR path, BSTR Label, BSTR Language, LONG* trackid) {
-    bool failed = false;
-    const HRESULT hr = Record("AddTextTrackFromFile", &failed);
-    return failed ? hr : m_mux->AddTextTrackFromFile(path, Label, Language, trackid);
+    return Pass("AddTextTrackFromFile", [&] { return m_mux->AddTextTrackFromFile(path, Label, Language, trackid); });
 }
 
 HRESULT RecordingMux::RemoveTrack(LONG trackid) {
-    bool failed = false;
-    const HRESULT hr = Record("RemoveTrack(" + std::to_string(trackid) + ")", &failed);
-    return failed ? hr : m_mux->RemoveTrack(trackid);
+    return Pass("RemoveTrack(" + std::to_string(trackid) + ")", [&] { return m_mux->RemoveTrack(trackid); });
 }
 
 HRESULT RecordingMux::EnterEdit() {
-    bool failed = false;
-    const HRESULT hr = Record("EnterEdit", &failed);
-    return failed ? hr : m_mux->EnterEdit();
+    return Pass("EnterEdit", [&] { return m_mux->EnterEdit(); });
 }
 
 HRESULT RecordingMux::LeaveEdit(VARIANT_BOOL discard) {
-    bool failed = false;
-    const HRESULT hr = Record("LeaveEdit(" + std::to_string(discard) + ")", &failed);
-    return failed ? hr : m_mux->LeaveEdit(discard);
+    return Pass("LeaveEdit(" + std::to_string(discard) + ")", [&] { return m_mux->LeaveEdit(discard); });
 }
 
 std::vector<TrackRow> TextTracks(IZQMuxSubtitle* mux) {
@@ -87,8 +67,8 @@ std::vector<TrackRow> TextTracks(IZQMuxSubtitle* mux) {
         track->get_ID(&row.id);
         track->get_Label(&label);
         track->get_Language(&language);
-        row.label = ReadBstr(label);
-        row.language = ReadBstr(language);
+        row.label = label.View();
+        row.language = language.View();
         rows.push_back(row);
     }
     return rows;

@@ -41,8 +41,8 @@ public:
     HRESULT Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*, UINT*) override {
         return E_NOTIMPL;
     }
-    HRESULT get_Tracks(IZQSubtitleTrackList** pVal) override;
-    HRESULT get_TextTracks(IZQSubtitleTrackList** pVal) override;
+    HRESULT get_Tracks(IZQSubtitleTrackList** pVal) override { return m_mux->get_Tracks(pVal); }
+    HRESULT get_TextTracks(IZQSubtitleTrackList** pVal) override { return m_mux->get_TextTracks(pVal); }
     HRESULT AddTextTrackFromFile(BSTR path, BSTR Label, BSTR Language, LONG* trackid) override;
     HRESULT RemoveTrack(LONG trackid) override;
     HRESULT EnterEdit() override;
@@ -57,7 +57,8 @@ public:
     IZQMuxSubtitle* Inner() const noexcept { return m_mux.Get(); }
 
 private:
-    HRESULT Record(const std::string& call, bool* failed);
+    template <class Call>
+    HRESULT Pass(const std::string& name, Call call);
 
     CComPtr<IZQMuxSubtitle> m_mux;
     std::vector<std::string> m_calls;

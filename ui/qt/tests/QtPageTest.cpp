@@ -7,16 +7,14 @@
 #include <QComboBox>
 #include <QDialog>
 #include <QDir>
-#include <QElapsedTimer>
+#include <QDeadlineTimer>
 #include <QFile>
-#include <QFileInfo>
 #include <QHeaderView>
 #include <QImage>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QMimeData>
 #include <QPushButton>
-#include <QTabWidget>
 #include <QTest>
 #include <QTimer>
 #include <QTreeWidget>
@@ -30,11 +28,8 @@
 #include "tests/support/RecordingPageSite.h"
 #include "zqplatform/bstr.h"
 #include "zqplatform/comptr.h"
-#include "zqplatform/module.h"
 #include "zqplatform/oleauto.h"
-#include "zqplatform/utf.h"
 #include "zqsubtitle/ZQSubtitle.h"
-#include "zqsubtitle/ZQSubtitlePropertyFrame.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 // What Qt, fontconfig and the platform plugin keep for the process's life.
@@ -78,25 +73,19 @@ QString SamplePath(const char* name) {
 /// test ends.
 void WhenModal(const QString& name, std::function<void(QWidget*)> action) {
     auto* timer = new QTimer();
-    auto* clock = new QElapsedTimer();
-    clock->start();
+    const QDeadlineTimer deadline(10000);
     QObject::connect(timer, &QTimer::timeout, [=] {
         QWidget* modal = QApplication::activeModalWidget();
-        if (modal != nullptr && modal->objectName() == name && modal->isVisible()) {
-            timer->stop();
-            timer->deleteLater();
-            delete clock;
-            action(modal);
+        const bool shown = modal != nullptr && modal->objectName() == name && modal->isVisible();
+        if (!shown && !deadline.hasExpired())
             return;
-        }
-        if (clock->elapsed() > 10000) {
-            ADD_FAILURE() << "no modal window " << name.toStdString() << " came";
-            timer->stop();
-            timer->deleteLater();
-            delete clock;
-            while (auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget()))
-                dialog->done(QDialog::Rejected);
-        }
+        timer->stop();
+        timer->deleteLater();
+        if (shown)
+            return action(modal);
+        ADD_FAILURE() << "no modal window " << name.toStdString() << " came";
+        while (auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget()))
+            dialog->done(QDialog::Rejected);
     });
     timer->start(10);
 }
@@ -123,9 +112,9 @@ protected:
     }
 
     /// Adds a sample as an application would, before the page shows.
-    void AddSample(const char* sample, const char16_t* label) {
+    void AddSample(const char* sample, const char16_t* label, const char16_t* language = u"en") {
         const std::u16string path = SamplePath(sample).toStdU16String();
-        ASSERT_OK(m_mux->AddTextTrackFromFile(CComBSTR(path), CComBSTR(label), CComBSTR(u"en"), nullptr));
+        ASSERT_OK(m_mux->AddTextTrackFromFile(CComBSTR(path), CComBSTR(label), CComBSTR(language), nullptr));
     }
 
     /// Binds the page and shows it in a window of this program, at the size
@@ -183,8 +172,6 @@ protected:
 
 TEST_F(QtPageTest, AddWithTheKeyboardShowsTheNewTrackSelected) {
     ShowPage();
-    EXPECT_EQ((QStringList{u"#"_s, u"Label"_s, u"Language"_s}),
-              (QStringList{m_list->headerItem()->text(0), m_list->headerItem()->text(1), m_list->headerItem()->text(2)}));
     EXPECT_FALSE(m_remove->isEnabled());
     QString comboText;
     WhenModal(u"addTrackDialog"_s, [&](QWidget* dialog) {
@@ -306,10 +293,8 @@ void ExpectNoButtonCutOff(const QWidget* window) {
 
 TEST_F(QtPageTest, ScreenshotsOfThePageWithThreeTracksAndOfTheDialog) {
     AddSample("english-utf8", u"English");
-    const std::u16string german = SamplePath("german-cp1252").toStdU16String();
-    ASSERT_OK(m_mux->AddTextTrackFromFile(CComBSTR(german), CComBSTR(u"Deutsch (forced)"), CComBSTR(u"ger"), nullptr));
-    const std::u16string russian = SamplePath("russian-cp1251").toStdU16String();
-    ASSERT_OK(m_mux->AddTextTrackFromFile(CComBSTR(russian), CComBSTR(u"Русский"), CComBSTR(u"ru"), nullptr));
+    AddSample("german-cp1252", u"Deutsch (forced)", u"ger");
+    AddSample("russian-cp1251", u"Русский", u"ru");
     ShowPage();
     ClickRow(1);
     QDir().mkpath(QStringLiteral(ZQ_SCREENSHOT_DIR));
@@ -333,66 +318,6 @@ TEST_F(QtPageTest, ScreenshotsOfThePageWithThreeTracksAndOfTheDialog) {
     QTest::mouseClick(m_add, Qt::LeftButton);
     EXPECT_FALSE(QImage(pagePicture).isNull());
     EXPECT_FALSE(QImage(dialogPicture).isNull());
-}
-
-/// The frame of the presentation library, for programs without their own.
-class QtFrameTest : public QtPageTest {
-protected:
-    void SetUp() override {
-        QtPageTest::SetUp();
-        const std::string folder = QFileInfo(QString::fromUtf8(ZQ_SUBTITLE_MODULE)).absolutePath().toStdString();
-        const std::u16string library = ZQUtf16FromUtf8(folder) + u"/" + kZQPresentationLibraryName;
-        HMODULE module = LoadLibraryW(library.c_str());
-        ASSERT_NE(nullptr, module);
-        auto create = reinterpret_cast<ZQCreatePropertyFrameFunction>(GetProcAddress(module, kZQCreatePropertyFrameEntry));
-        ASSERT_NE(nullptr, create);
-        ASSERT_OK(create(&m_frame));
-        ASSERT_OK(m_page->SetPageSite(&m_site));
-        IUnknown* objects[] = {&m_provider};
-        ASSERT_OK(m_page->SetObjects(1, objects));
-    }
-    void TearDown() override {
-        m_frame = nullptr;
-        QtPageTest::TearDown();
-    }
-    LONG Run(LONG closeWith) {
-        ZQPROPERTYFRAMEPARAMS params{sizeof(params), nullptr, u"Subtitles of a film", m_page.Get(), nullptr, closeWith};
-        LONG result = 0;
-        EXPECT_OK(m_frame->Run(&params, &result));
-        return result;
-    }
-
-    CComPtr<IZQPropertyFrame> m_frame;
-};
-
-TEST_F(QtFrameTest, ApplyFollowsThePagesStatusAndTheButtonsEndTheRun) {
-    bool applyAtFirst = true;
-    bool applyWhenDirty = false;
-    QString tab;
-    WhenModal(u"propertyFrame"_s, [&](QWidget* window) {
-        QPushButton* apply = nullptr;
-        for (QPushButton* button : window->findChildren<QPushButton*>())
-            if (button->text().contains(u"Apply"_s))
-                apply = button;
-        ASSERT_NE(nullptr, apply);
-        applyAtFirst = apply->isEnabled();
-        m_frame->OnStatusChange(PROPPAGESTATUS_DIRTY);
-        applyWhenDirty = apply->isEnabled();
-        tab = window->findChild<QTabWidget*>()->tabText(0);
-        EXPECT_NE(nullptr, window->findChild<QTreeWidget*>(u"trackList"_s));
-        QTest::keyClick(window, Qt::Key_Escape);
-    });
-    EXPECT_EQ(IDCANCEL, Run(0));
-    EXPECT_FALSE(applyAtFirst);
-    EXPECT_TRUE(applyWhenDirty);
-    EXPECT_EQ(u"Subtitles"_s, tab);
-    EXPECT_EQ(IDOK, Run(IDOK));
-    EXPECT_EQ(IDCANCEL, Run(IDCANCEL));
-
-    ZQPROPERTYFRAMEPARAMS small{sizeof(small) - 1, nullptr, u"", m_page.Get(), nullptr, 0};
-    LONG result = 0;
-    EXPECT_HR(E_INVALIDARG, m_frame->Run(&small, &result));
-    EXPECT_HR(E_POINTER, m_frame->Run(nullptr, &result));
 }
 
 }  // namespace
