@@ -7,24 +7,14 @@
 
 namespace {
 
-/// Stands in for the creation of a class whose object is not built into the
-/// module yet: the class is registered and has its class object, and asking
-/// it for an object answers E_NOTIMPL.
-HRESULT ZQCreateNotBuilt(IUnknown* /*outer*/, REFIID /*iid*/, void** out) {
-    if (out != nullptr)
-        *out = nullptr;
-    return E_NOTIMPL;
-}
-
 constexpr ZQClassRow kRows[] = {
     {&CLSID_ZQDmxSubtitle, u"{7C41A0F0-5D2B-4E6F-9A13-2F6D8B04C7E1}", u"ZQSubtitle.ZQDmxSubtitle.1",
      u"ZQSubtitle.ZQDmxSubtitle", u"ZQDmxSubtitle Class", &ZQCreateDmxSubtitle},
     {&CLSID_ZQMuxSubtitle, u"{7C41A0EF-5D2B-4E6F-9A13-2F6D8B04C7E1}", u"ZQSubtitle.ZQMuxSubtitle.1",
      u"ZQSubtitle.ZQMuxSubtitle", u"ZQMuxSubtitle Class", &ZQCreateMuxSubtitle},
-    // The creation is ZQCreateMuxSubtitlePropPage once ui/ provides it.
     {&CLSID_ZQMuxSubtitlePropPage, u"{7C41A0F1-5D2B-4E6F-9A13-2F6D8B04C7E1}",
      u"ZQSubtitle.ZQMuxSubtitlePropPage.1", u"ZQSubtitle.ZQMuxSubtitlePropPage", u"ZQMuxSubtitlePropPage Class",
-     &ZQCreateNotBuilt},
+     &ZQCreateMuxSubtitlePropPage},
 };
 
 // Made at load, so that the module object exists before the first entry

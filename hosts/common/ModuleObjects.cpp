@@ -43,7 +43,7 @@ std::u16string ProgramDirectory() {
 HMODULE LoadBundledModule() {
     BundledModule& bundled = Bundled();
     std::call_once(bundled.m_loaded, [&bundled] {
-        bundled.m_path = ProgramDirectory() + u"/" + kModuleBesideProgram;
+        bundled.m_path = PathBesideProgram(kModuleBesideProgram);
         bundled.m_module = LoadLibraryW(bundled.m_path.c_str());
     });
     return bundled.m_module;
@@ -100,6 +100,10 @@ HRESULT CreateModuleObject(REFCLSID clsid, REFIID iid, void** out) {
     // Not registered, or registered to a module that is gone: the module of
     // this build or installation still serves.
     return CreateFromBundledModule(clsid, iid, out);
+}
+
+std::u16string PathBesideProgram(std::u16string_view relative) {
+    return ProgramDirectory() + u"/" + std::u16string(relative);
 }
 
 std::string DescribeModuleSource() {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "zqplatform/unknwn.h"
 
@@ -17,3 +18,7 @@ HRESULT CreateModuleObject(REFCLSID clsid, REFIID iid, void** out);
 /// Where the module's objects come from, for --version and diagnostics:
 /// "registry" or the path of the module beside the program.
 std::string DescribeModuleSource();
+
+/// `relative` (such as "../lib/libZQSubtitleQt.so") from the folder of the
+/// running program, where a build or an installation keeps its libraries.
+std::u16string PathBesideProgram(std::u16string_view relative);

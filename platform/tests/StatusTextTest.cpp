@@ -8,6 +8,7 @@
 #include <string>
 
 #include "tests/support/HResultAssertions.h"
+#include "zqplatform/errors.h"
 #include "zqplatform/status.h"
 
 namespace {
@@ -69,6 +70,16 @@ TEST(StatusText, KnownAndUnknownTextsAndTruncationToASmallBuffer) {
     EXPECT_EQ(full, std::u16string(u"Invalid pointer.").size());
     EXPECT_EQ(ZQGetStatusText(E_POINTER, buffer, 5), full);
     EXPECT_EQ(std::u16string(buffer), u"Inva");
+}
+
+TEST(StatusText, MediaFrameworkFormCountsWhatItCopied) {
+    WCHAR buffer[2048];
+    EXPECT_EQ(AMGetErrorTextW(VFW_E_WRONG_STATE, buffer, 2048), StatusText(VFW_E_WRONG_STATE).size());
+    EXPECT_EQ(std::u16string(buffer), StatusText(VFW_E_WRONG_STATE));
+    EXPECT_EQ(AMGetErrorTextW(E_POINTER, buffer, 5), 4u);
+    EXPECT_EQ(std::u16string(buffer), u"Inva");
+    EXPECT_EQ(AMGetErrorTextW(E_POINTER, nullptr, 5), 0u);
+    EXPECT_EQ(AMGetErrorTextW(E_POINTER, buffer, 0), 0u);
 }
 
 }  // namespace

@@ -198,6 +198,17 @@ struct LocalePage {
 
 class LocaleCodePage : public ::testing::TestWithParam<LocalePage> {};
 
+TEST(CaseCompare, FoldsUnicodeCaseAndOrdersByCodePoint) {
+    EXPECT_EQ(0, lstrcmpiW(u"abc", u"ABC"));
+    EXPECT_EQ(0, lstrcmpiW(u"\u00C4rger \u0416", u"\u00E4RGER \u0436"));  // Latin-1 and Cyrillic
+    EXPECT_EQ(0, lstrcmpiW(u"\U00010400", u"\U00010428"));               // a surrogate pair
+    EXPECT_LT(lstrcmpiW(u"apple", u"Banana"), 0);
+    EXPECT_GT(lstrcmpiW(u"b", u"A"), 0);
+    EXPECT_LT(lstrcmpiW(u"ab", u"ABC"), 0);  // a prefix sorts first
+    EXPECT_EQ(0, lstrcmpiW(nullptr, u""));
+    EXPECT_GT(lstrcmpiW(u"a", nullptr), 0);
+}
+
 TEST_P(LocaleCodePage, MatchesTheLanguagePartIgnoringCase) {
     EXPECT_EQ(ZQGetLocaleCodePage(GetParam().name), GetParam().codePage);
 }

@@ -13,7 +13,9 @@
 #include "shell/CZQClassTable.h"
 #include "tests/support/CountingUnknown.h"
 #include "tests/support/HResultAssertions.h"
+#include "tests/support/RecordingPageSite.h"
 #include "tests/support/TemporaryRegistry.h"
+#include "zqplatform/comptr.h"
 #include "zqplatform/module.h"
 #include "zqplatform/modulehandle.h"
 #include "zqplatform/objbase.h"
@@ -314,6 +316,41 @@ std::filesystem::path CopyModuleTo(const std::filesystem::path& folder) {
     std::filesystem::path copy = folder / "libZQSubtitle.so";
     std::filesystem::copy_file(ZQ_SUBTITLE_MODULE, copy, std::filesystem::copy_options::overwrite_existing);
     return copy;
+}
+
+TEST_F(ModuleTest, ModuleWithoutItsPresentationLibraryServesAllButThePagesWindow) {
+    // A copy alone in a folder, without libZQSubtitleQt.so beside it.
+    LoadedModule alone(Widen(CopyModuleTo(m_registry.Folder() / "alone").string()));
+    ASSERT_TRUE(alone.IsComplete());
+    CComPtr<IClassFactory> muxClass;
+    CComPtr<IClassFactory> pageClass;
+    ASSERT_OK(alone.m_getClassObject(CLSID_ZQMuxSubtitle, IID_IClassFactory, reinterpret_cast<void**>(&muxClass)));
+    ASSERT_OK(alone.m_getClassObject(CLSID_ZQMuxSubtitlePropPage, IID_IClassFactory,
+                                     reinterpret_cast<void**>(&pageClass)));
+    CComPtr<IZQMuxSubtitle> mux;
+    ASSERT_OK(muxClass->CreateInstance(nullptr, IID_IZQMuxSubtitle, reinterpret_cast<void**>(&mux)));
+    CComPtr<IPropertyPage> page;
+    ASSERT_OK(pageClass->CreateInstance(nullptr, IID_IPropertyPage, reinterpret_cast<void**>(&page)));
+    zqtest::FakeServiceProvider provider;
+    provider.Serve(mux.Get());
+    IUnknown* objects[] = {&provider};
+    ASSERT_OK(page->SetObjects(1, objects));
+    PROPPAGEINFO info{};
+    ASSERT_OK(page->GetPageInfo(&info));
+    EXPECT_GT(info.size.cx, 0);
+    CoTaskMemFree(info.pszTitle);
+    CoTaskMemFree(info.pszDocString);
+    const RECT rect = {0, 0, 200, 100};
+    EXPECT_HR(HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND), page->Activate(nullptr, &rect, TRUE));
+    EXPECT_HR(E_UNEXPECTED, page->Show(SW_SHOW));
+    IUnknown* none[] = {nullptr};
+    EXPECT_OK(page->SetObjects(0, none));
+    page = nullptr;
+    mux = nullptr;
+    provider.Serve(nullptr);
+    muxClass = nullptr;
+    pageClass = nullptr;
+    EXPECT_HR(S_OK, alone.m_canUnloadNow());
 }
 
 TEST_F(ModuleTest, ModulePathKeepsItsApostropheAndIsRefusedAtMaxPath) {

@@ -8,6 +8,7 @@
 
 #include "hosts/common/ModuleObjects.h"
 #include "tools/zqsubtitle/DumpCommand.h"
+#include "tools/zqsubtitle/EditCommand.h"
 #include "tools/zqsubtitle/InterfacesCommand.h"
 #include "tools/zqsubtitle/PlayCommand.h"
 #include "zqsubtitle/ZQSubtitleVersion.h"
@@ -29,6 +30,8 @@ constexpr Command kCommands[] = {
     {"interfaces", "list the automation interfaces, their ids and members", RunInterfacesCommand},
     {"dump", "run SubRip files as multiplexer tracks and print what the host receives", RunDumpCommand},
     {"play", "play SubRip files through the two objects, printing cue events as they happen", RunPlayCommand},
+    {"edit", "edit a multiplexer's tracks in its property page, in a window with OK, Cancel and Apply",
+     RunEditCommand},
 };
 
 void PrintUsage(FILE* out) {

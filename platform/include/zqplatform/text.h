@@ -31,6 +31,12 @@ ZQPLATFORM_API BOOL IsValidCodePage(UINT codePage);
 /// U+0009..U+000D, U+0020, U+0085, U+00A0, U+1680, U+2000..U+200A, U+2028,
 /// U+2029, U+202F, U+205F, U+3000.
 ZQPLATFORM_API BOOL ZQIsSpace(WCHAR c);
+/// Compares two NUL-terminated texts without regard to case: code point by
+/// code point after each is mapped to lower case (the simple mappings of
+/// Unicode, so "Ä" equals "ä" and "ABC" equals "abc"). Negative, 0 or
+/// positive as `first` sorts before, with or after `second`. Null reads as
+/// the empty text. Unpaired surrogates compare as themselves.
+ZQPLATFORM_API INT lstrcmpiW(LPCWSTR first, LPCWSTR second);
 /// The ANSI code page of a language given by its locale name ("ru", "ja",
 /// "zh-TW", case ignored, region ignored): 0 when the language isn't listed,
 /// which reads as CP_ACP.

@@ -82,6 +82,24 @@ inline constexpr UINT WM_NCDESTROY = 0x0082;
 inline constexpr UINT WM_USER = 0x0400;
 inline constexpr UINT WM_APP = 0x8000;
 
+/// The input messages: keyboard WM_KEYDOWN (0x100) to WM_UNICHAR (0x109),
+/// mouse WM_MOUSEMOVE (0x200) to WM_MOUSEHWHEEL (0x20E).
+inline constexpr UINT WM_KEYFIRST = 0x0100;
+inline constexpr UINT WM_KEYLAST = 0x0109;
+inline constexpr UINT WM_MOUSEFIRST = 0x0200;
+inline constexpr UINT WM_MOUSELAST = 0x020E;
+
+/// ShowWindow commands, as IPropertyPage::Show passes them on.
+inline constexpr int SW_HIDE = 0;
+inline constexpr int SW_SHOWNORMAL = 1;
+inline constexpr int SW_SHOW = 5;
+
+/// Dialog results and message box flags.
+inline constexpr int IDOK = 1;
+inline constexpr int IDCANCEL = 2;
+inline constexpr UINT MB_OK = 0x00000000;
+inline constexpr UINT MB_ICONEXCLAMATION = 0x00000030;
+
 inline constexpr UINT PM_NOREMOVE = 0x0000;
 inline constexpr UINT PM_REMOVE = 0x0001;
 /// Accepted and ignored: there is nothing to yield to.

@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <iterator>
 
+#include "zqplatform/errors.h"
 #include "zqplatform/status.h"
 
 namespace {
@@ -143,6 +144,13 @@ DWORD ZQGetStatusText(HRESULT hr, WCHAR* buffer, DWORD capacity) {
         wide[i] = static_cast<char16_t>(generic[i]);
     CopyText(wide, static_cast<size_t>(length), buffer, capacity);
     return static_cast<DWORD>(length);
+}
+
+DWORD AMGetErrorTextW(HRESULT hr, WCHAR* buffer, DWORD maxLength) {
+    if (buffer == nullptr || maxLength == 0)
+        return 0;
+    const DWORD length = ZQGetStatusText(hr, buffer, maxLength);
+    return length < maxLength ? length : maxLength - 1;
 }
 
 const char* ZQGetStatusName(HRESULT hr) {
