@@ -50,6 +50,14 @@ CHostStatus CContainerReader::Open(const std::string& path, std::unique_ptr<CCon
     if (result < 0)
         return CHostStatus::FromAvError(path, "can't open it as media", result);
     std::unique_ptr<CContainerReader> reader(new CContainerReader(path, context));
+    // FFmpeg takes almost any bytes for some format; a guess it rates this
+    // low is no media.
+    if (context->probe_score <= AVPROBE_SCORE_RETRY)
+        return CHostStatus::Failure(path, std::string("can't open it as media: FFmpeg knows no format of it (its best "
+                                                      "guess, '") +
+                                              context->iformat->name + "', scores " +
+                                              std::to_string(context->probe_score) + " of " +
+                                              std::to_string(AVPROBE_SCORE_MAX) + ")");
     result = avformat_find_stream_info(context, nullptr);
     if (result < 0)
         return CHostStatus::FromAvError(path, "can't read what its streams are", result);

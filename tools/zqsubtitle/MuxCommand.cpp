@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string>
 
+#include "hosts/ffmpeg/FfmpegLog.h"
 #include "hosts/ffmpeg/CMuxSession.h"
 #include "tools/zqsubtitle/CommandText.h"
 #include "tools/zqsubtitle/InterruptScope.h"
@@ -133,6 +134,7 @@ void PrintJson(const MuxSummary& summary) {
 }  // namespace
 
 int RunMuxCommand(int argc, char** argv) {
+    ShowFfmpegErrorsOnly();
     if (AsksForHelp(argc, argv)) {
         PrintUsage(stdout);
         return 0;

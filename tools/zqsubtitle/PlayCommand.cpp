@@ -17,6 +17,7 @@
 
 #include "hosts/common/CMonotonicReferenceClock.h"
 #include "hosts/common/ModuleObjects.h"
+#include "hosts/ffmpeg/FfmpegLog.h"
 #include "hosts/ffmpeg/CDmxHost.h"
 #include "tools/zqsubtitle/CommandText.h"
 #include "tools/zqsubtitle/InterruptScope.h"
@@ -568,6 +569,7 @@ PlayEnd PlayToEnd(const Options& options, PlayObjects& objects, const CEventPrin
 }  // namespace
 
 int RunPlayCommand(int argc, char** argv) {
+    ShowFfmpegErrorsOnly();
     if (AsksForHelp(argc, argv)) {
         PrintUsage(stdout);
         return 0;

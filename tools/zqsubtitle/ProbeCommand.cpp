@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "hosts/common/ModuleObjects.h"
+#include "hosts/ffmpeg/FfmpegLog.h"
 #include "hosts/ffmpeg/CDmxHost.h"
 #include "tools/zqsubtitle/CommandText.h"
 #include "zqplatform/bstr.h"
@@ -115,6 +116,7 @@ void PrintJson(const CDmxHost& host, const std::vector<ProbedStream>& probed) {
 }  // namespace
 
 int RunProbeCommand(int argc, char** argv) {
+    ShowFfmpegErrorsOnly();
     if (AsksForHelp(argc, argv)) {
         PrintUsage(stdout);
         return 0;
