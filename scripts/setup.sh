@@ -4,9 +4,10 @@
 set -euo pipefail
 
 packages=(
-  cmake ninja-build g++ pkg-config
+  cmake ninja-build g++ pkg-config python3
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   clang-14 libclang-rt-14-dev
+  libavformat-dev libavcodec-dev libavutil-dev ffmpeg mkvtoolnix time
 )
 
 missing=()

@@ -105,12 +105,11 @@ void PrintSummary(const MuxSummary& summary) {
     std::printf("%s  %s  %s\n", summary.output.c_str(), summary.format.c_str(),
                 FormatDuration(summary.duration).c_str());
     for (const MuxStream& stream : summary.streams) {
-        std::string label = stream.language.empty() ? std::string("und") : stream.language;
-        if (!stream.title.empty())
-            label += "  \"" + stream.title + "\"";
-        std::printf("  #%-2d %-8s  %-10s  %-20s  %" PRId64 " %s  from %s\n", stream.index, stream.type.c_str(),
-                    stream.codec.c_str(), label.c_str(), stream.packets,
-                    stream.type == "subtitle" ? "cues" : "packets", stream.source.c_str());
+        const bool subtitle = stream.type == "subtitle";
+        std::printf("  #%-2d %-8s  %-10s  %-3s  %6" PRId64 " %-7s  from %s%s%s%s\n", stream.index, stream.type.c_str(),
+                    stream.codec.c_str(), stream.language.empty() ? "und" : stream.language.c_str(), stream.packets,
+                    subtitle ? "cues" : "packets", stream.source.c_str(), stream.title.empty() ? "" : "  \"",
+                    stream.title.c_str(), stream.title.empty() ? "" : "\"");
     }
 }
 

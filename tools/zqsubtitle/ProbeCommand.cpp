@@ -87,13 +87,15 @@ void PrintText(const CDmxHost& host, const std::vector<ProbedStream>& probed) {
     for (const ProbedStream& entry : probed) {
         const ContainerSubtitleStream& stream = entry.stream;
         if (!stream.text) {
-            std::printf("  -  #%-2d %-18s bitmap subtitles, not read\n", stream.index, stream.codec.c_str());
+            std::printf("  -   #%-2d %-10s  bitmap subtitles, not read\n", stream.index, stream.codec.c_str());
             continue;
         }
-        const std::string given = stream.label.isoLang.empty() ? "(none)" : stream.label.isoLang;
-        std::printf("  %-2" PRId32 " #%-2d %-18s %-6s -> %-4s %-12s \"%s\"  %" PRId64 " cues\n", stream.trackid,
+        // The container's code, then what the track made of it.
+        const std::string given = stream.label.isoLang.empty() ? "-" : stream.label.isoLang;
+        std::printf("  %-3" PRId32 " #%-2d %-10s  %-3s -> %-3s %-12s %5" PRId64 " cues%s%s%s\n", stream.trackid,
                     stream.index, stream.codec.c_str(), given.c_str(), entry.language.c_str(),
-                    entry.languageName.c_str(), entry.label.c_str(), entry.cues);
+                    entry.languageName.c_str(), entry.cues, entry.label.empty() ? "" : "  \"", entry.label.c_str(),
+                    entry.label.empty() ? "" : "\"");
     }
 }
 
