@@ -27,7 +27,8 @@ void PrintUsage(FILE* out) {
                  "re-encoding), or as a file of subtitle tracks alone. Each file is read in\n"
                  "its own encoding, which the subtitle module decides from its byte-order\n"
                  "mark, its bytes and its language, and every text goes out as UTF-8.\n"
-                 "The cues are interleaved with the media by time.\n\n"
+                 "The cues are interleaved with the media by time; a file whose cues are\n"
+                 "out of order is written in time order.\n\n"
                  "  -s, --subtitle FILE[:LANGUAGE[:LABEL]]\n"
                  "                 a SubRip file to add, in the order given; at least one.\n"
                  "                 LANGUAGE (\"ru\", \"rus\", \"ja\", ...) chooses the code page\n"
@@ -43,13 +44,21 @@ void PrintUsage(FILE* out) {
                  "                 FFmpeg's name of the output format; by default the one\n"
                  "                 OUTPUT's extension tells, and Matroska when it tells none.\n"
                  "                 Matroska (.mkv) carries the texts as SubRip (S_TEXT/UTF8),\n"
-                 "                 MP4 (.mp4, .mov) as mov_text, WebM (.webm) as WebVTT; a\n"
-                 "                 format that carries no text subtitles is refused.\n"
+                 "                 exactly as read; MP4 (.mp4, .mov) as mov_text and WebM\n"
+                 "                 (.webm) as WebVTT, which take SubRip's markup (<i>, <b>,\n"
+                 "                 <font>) as styles of their own. A format that carries no\n"
+                 "                 text subtitles is refused.\n"
                  "  -q, --quiet    print nothing but errors\n"
-                 "      --json     print what was written as one JSON document\n"
+                 "      --json     print what was written as one JSON document: output,\n"
+                 "                 format, duration (seconds), streams (index, type, codec,\n"
+                 "                 language, title, source, packets) and notes (input\n"
+                 "                 streams left out)\n"
                  "  -h, --help     print this help\n\n"
-                 "A progress bar is drawn on standard error when it is a terminal. Exit\n"
-                 "status: 0 written, 1 failed, 2 bad arguments, 130 interrupted.\n");
+                 "Without --quiet or --json, one line per stream of the output is printed.\n"
+                 "A progress bar (of the media's length, or of the cues) is drawn on\n"
+                 "standard error when it is a terminal. Exit status: 0 written, 1 failed\n"
+                 "(the file and the reason on standard error), 2 bad arguments, 130\n"
+                 "interrupted.\n");
 }
 
 struct Options {

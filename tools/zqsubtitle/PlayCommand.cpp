@@ -68,10 +68,14 @@ void PrintUsage(FILE* out) {
                  "                 The others are announced but not selected.\n"
                  "  --speed X      the clock runs X times as fast as real time (default 1)\n"
                  "  --from S       start at S seconds of media time, as after a seek\n"
-                 "  --json         one JSON object per line instead of text\n"
+                 "  --json         one JSON object per line instead of text; \"event\" is\n"
+                 "                 \"track\" (track, label, language, source, and cues for a\n"
+                 "                 SubRip file or stream and codec for a container,\n"
+                 "                 selected), \"active\" or \"inactive\" (time, track, start,\n"
+                 "                 stop, text), \"clear\" (time) or \"end\" (interrupted)\n"
                  "  -h, --help     print this help\n\n"
-                 "Exit status: 0 played to the end, 1 a file or an object failed, 2 bad\n"
-                 "arguments, 130 interrupted.\n");
+                 "Exit status: 0 played to the end, 1 a file or an object failed (the file\n"
+                 "and the reason on standard error), 2 bad arguments, 130 interrupted.\n");
 }
 
 struct Options {

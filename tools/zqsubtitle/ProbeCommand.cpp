@@ -31,9 +31,12 @@ void PrintUsage(FILE* out) {
                  "container gives and the one the track takes (with its English name),\n"
                  "the title, and the number of cues: the packets with a text and a\n"
                  "duration. Streams of bitmap subtitles are listed as not read.\n\n"
-                 "      --json     print one JSON document instead of text\n"
+                 "      --json     print one JSON document instead of text: file, streams\n"
+                 "                 (track, stream, codec, text, containerLanguage, language,\n"
+                 "                 languageName, title, cues)\n"
                  "  -h, --help     print this help\n\n"
-                 "Exit status: 0 read, 1 the file can't be read, 2 bad arguments.\n");
+                 "Exit status: 0 read, 1 the file can't be read (the file and the reason\n"
+                 "on standard error), 2 bad arguments.\n");
 }
 
 /// A stream with what the demultiplexer object made of it.
