@@ -3,8 +3,6 @@
 // leave nothing behind (a disk that fills up, Ctrl-C while the pump waits in
 // Receive, names that meet each other). The output file's own promise (whole
 // or nothing) is tested first.
-#include <unistd.h>
-
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -23,6 +21,7 @@ extern "C" {
 #include "hosts/ffmpeg/CMuxSession.h"
 #include "hosts/ffmpeg/COutputFile.h"
 #include "zqplatform/status.h"
+#include "zqplatform/sync.h"
 
 namespace {
 
@@ -59,7 +58,7 @@ class CMuxSessionTest : public ::testing::Test {
 protected:
     void SetUp() override {
         m_folder = std::filesystem::temp_directory_path() /
-                   ("zqmux-" + std::to_string(::getpid()) + "-" +
+                   ("zqmux-" + std::to_string(GetCurrentProcessId()) + "-" +
                     ::testing::UnitTest::GetInstance()->current_test_info()->name());
         std::filesystem::remove_all(m_folder);
         std::filesystem::create_directories(m_folder);
