@@ -298,8 +298,10 @@ CHostStatus CMuxSession::WriteInternal(const MuxRequest& request) {
         }
         AVPacket* packet = media.packet.Get();
         const unsigned inputIndex = static_cast<unsigned>(packet->stream_index);
-        status = m_writer->WriteCopied(m_copiedStreams[inputIndex], packet, m_reader->Stream(inputIndex)->time_base,
-                                       mediaStart);
+        // A stream that appeared after the streams were read isn't copied.
+        if (inputIndex < m_copiedStreams.size() && m_copiedStreams[inputIndex] >= 0)
+            status = m_writer->WriteCopied(m_copiedStreams[inputIndex], packet,
+                                           m_reader->Stream(inputIndex)->time_base, mediaStart);
         if (mediaLength > 0)
             ReportProgressInternal(static_cast<double>(media.time) / static_cast<double>(mediaLength));
         if (status.Ok())
