@@ -21,12 +21,9 @@ namespace {
 constexpr int kCues = 100'000;
 
 std::filesystem::path Folder() {
-    static const std::filesystem::path folder = [] {
-        std::filesystem::path path = std::filesystem::temp_directory_path() / "zq-mux-bench";
-        std::filesystem::create_directories(path);
-        return path;
-    }();
-    return folder;
+    std::filesystem::path path = std::filesystem::temp_directory_path() / "zq-mux-bench";
+    std::filesystem::create_directories(path);
+    return path;
 }
 
 struct FolderRemover {

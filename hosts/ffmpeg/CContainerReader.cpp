@@ -118,6 +118,7 @@ CHostStatus CContainerReader::CheckCompleteInternal() const {
 
 CHostStatus CContainerReader::Next(AVPacket* packet, bool& ended) {
     ended = false;
+    m_used = true;
     av_packet_unref(packet);
     const int result = av_read_frame(m_context, packet);
     if (result == AVERROR_EOF) {

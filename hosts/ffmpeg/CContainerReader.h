@@ -50,6 +50,9 @@ public:
     /// end well before the length its header announces.
     CHostStatus Next(AVPacket* packet, bool& ended);
 
+    /// Whether a packet has been read, so that reading again needs a new reader.
+    bool Used() const noexcept { return m_used; }
+
     /// Moves the reading to the last key point at or before `time` (on the
     /// container's own time scale), as a player seeks. A container that
     /// can't seek stays where it is, so a caller that seeks before reading
@@ -67,6 +70,7 @@ private:
     // The latest end of a kept video or audio packet, 100 ns units.
     REFERENCE_TIME m_mediaEnd = 0;
     bool m_readsMedia = false;
+    bool m_used = false;
 };
 
 /// A packet of libavcodec, freed with its scope.

@@ -203,10 +203,15 @@ CHostStatus CContainerWriter::WriteCue(int index, int64_t start, int64_t stop, s
     AVStream* stream = m_context->streams[index];
     CSubtitleEncoder& encoder = *m_encoders[static_cast<size_t>(index)];
     const int64_t duration = stop > start ? stop - start : 0;
-    av_packet_unref(m_packet);
-    CHostStatus status = encoder.Encode(text, av_rescale_q(duration, kUnits, kMilliseconds), m_packet);
-    if (!status.Ok() || m_packet->size == 0)
+    std::span<const uint8_t> payload;
+    CHostStatus status = encoder.Encode(text, av_rescale_q(duration, kUnits, kMilliseconds), payload);
+    if (!status.Ok() || payload.empty())
         return status;
+    // The packet only lends the payload: written at once, it needs no copy;
+    // the interleaving muxer copies what it keeps.
+    av_packet_unref(m_packet);
+    m_packet->data = const_cast<uint8_t*>(payload.data());
+    m_packet->size = static_cast<int>(payload.size());
     m_packet->pts = av_rescale_q(start, kUnits, stream->time_base);
     m_packet->dts = m_packet->pts;
     m_packet->duration = av_rescale_q(duration, kUnits, stream->time_base);
@@ -227,7 +232,9 @@ int CContainerWriter::WritePacketInternal(AVPacket* packet) {
         av_packet_unref(packet);
         return result;
     }
-    return av_interleaved_write_frame(m_context, packet);
+    const int result = av_interleaved_write_frame(m_context, packet);
+    av_packet_unref(packet);
+    return result;
 }
 
 CHostStatus CContainerWriter::Finish() {

@@ -32,7 +32,7 @@ struct QueuedCue {
 class CCueInterleaver final : public CCueSink {
 public:
     /// Cues a track may have queued before Receive blocks.
-    static constexpr size_t kDefaultHighWater = 256;
+    static constexpr size_t kDefaultHighWater = 4096;
 
     /// `inOrder[i]` tells whether track i's cues come in the order of their
     /// starts.

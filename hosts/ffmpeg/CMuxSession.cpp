@@ -63,7 +63,8 @@ bool CMuxSession::InterruptedInternal() const {
 
 void CMuxSession::ReportProgressInternal(double fraction) {
     const int perMille = static_cast<int>(std::clamp(fraction, 0.0, 1.0) * kPerMille);
-    if (perMille == m_reportedPerMille || !m_hooks->progress)
+    // A writing that starts again doesn't take the progress back.
+    if (perMille <= m_reportedPerMille || !m_hooks->progress)
         return;
     m_reportedPerMille = perMille;
     m_hooks->progress(static_cast<double>(perMille) / kPerMille);
@@ -72,6 +73,7 @@ void CMuxSession::ReportProgressInternal(double fraction) {
 CHostStatus CMuxSession::Run(const MuxRequest& request, const MuxHooks& hooks, MuxSummary& summary) {
     m_hooks = &hooks;
     m_output = request.output;
+    m_tracksInOrder.assign(request.subtitles.size(), true);
     summary = MuxSummary{};
     summary.output = request.output;
     try {
@@ -82,12 +84,18 @@ CHostStatus CMuxSession::Run(const MuxRequest& request, const MuxHooks& hooks, M
             status = CContainerReader::Open(request.media, m_reader);
         if (status.Ok())
             status = LoadSubtitlesInternal(request);
-        if (status.Ok())
-            status = MakeStreamsInternal(request, summary);
-        if (status.Ok())
+        // The progress of cues alone is counted in cues, which takes a run
+        // of the pump of its own; it also tells which tracks are out of order.
+        if (status.Ok() && !m_reader && m_hooks->progress)
             status = CountCuesInternal();
-        if (status.Ok())
-            status = WriteInternal(request);
+        // A track found out of order while it is written makes the writing
+        // start again, with that track kept whole; once per track at most.
+        bool again = true;
+        while (status.Ok() && again) {
+            status = MakeStreamsInternal(request, summary);
+            if (status.Ok())
+                status = WriteInternal(request, again);
+        }
         if (!status.Ok()) {
             if (m_file)
                 m_file->Abandon();
@@ -154,7 +162,21 @@ CHostStatus CMuxSession::LoadSubtitlesInternal(const MuxRequest& request) {
 }
 
 CHostStatus CMuxSession::MakeStreamsInternal(const MuxRequest& request, MuxSummary& summary) {
-    CHostStatus status = COutputFile::Create(request.output, m_file);
+    // What an earlier attempt made goes first: the writer before its sink.
+    m_writer.reset();
+    m_wrappedSink.reset();
+    m_file.reset();
+    m_trackStreams.clear();
+    summary.streams.clear();
+    summary.notes.clear();
+    CHostStatus status = {};
+    if (m_reader && m_reader->Used()) {
+        m_reader.reset();
+        status = CContainerReader::Open(request.media, m_reader);
+        if (!status.Ok())
+            return status;
+    }
+    status = COutputFile::Create(request.output, m_file);
     if (!status.Ok())
         return status;
     CByteSink* sink = m_file.get();
@@ -231,12 +253,15 @@ CHostStatus CMuxSession::CountCuesInternal() {
     if (census.Abandoned())
         return CHostStatus::Failure("", m_host.Failure());
     m_totalCues = census.TotalCues();
-    for (const CCueCensus::TrackCount& track : census.Tracks())
-        m_tracksInOrder.push_back(track.inOrder);
+    for (size_t track = 0; track < census.Tracks().size(); ++track)
+        m_tracksInOrder[track] = census.Tracks()[track].inOrder;
     return {};
 }
 
-CHostStatus CMuxSession::WriteInternal(const MuxRequest& request) {
+CHostStatus CMuxSession::WriteInternal(const MuxRequest& request, bool& again) {
+    again = false;
+    m_lastCueStop = 0;
+    std::vector<int64_t> lastStarts(m_trackStreams.size(), INT64_MIN);
     CHostStatus status = m_writer->Begin();
     if (!status.Ok())
         return status;
@@ -284,6 +309,14 @@ CHostStatus CMuxSession::WriteInternal(const MuxRequest& request) {
         QueuedCue cue;
         if (state == CCueInterleaver::State::Ready &&
             interleaver.TakeEarliest(media.ended ? INT64_MAX : media.time, track, cue)) {
+            if (cue.start < lastStarts[track]) {
+                // Written already is a cue that starts later: this track goes
+                // whole into the next attempt.
+                m_tracksInOrder[track] = false;
+                again = true;
+                break;
+            }
+            lastStarts[track] = cue.start;
             status = m_writer->WriteCue(m_trackStreams[track], cue.start, cue.stop, cue.text);
             m_lastCueStop = std::max(m_lastCueStop, cue.stop);
             ++cuesWritten;
@@ -311,7 +344,7 @@ CHostStatus CMuxSession::WriteInternal(const MuxRequest& request) {
     interleaver.Abandon();
     m_control->Stop();
     m_host.SetSink(nullptr);
-    if (!status.Ok())
+    if (!status.Ok() || again)
         return status;
     status = m_writer->Finish();
     if (status.Ok())

@@ -63,7 +63,9 @@ struct MuxSummary {
 /// What the caller may see and change of a session's work.
 struct MuxHooks {
     /// The part of the writing done, 0 to 1: of the media's length, or of
-    /// the cues when there is no media. Called on the caller's thread.
+    /// the cues when there is no media, which costs the job a run of the
+    /// pump that counts them. Called on the caller's thread; leave it empty
+    /// when nobody looks.
     std::function<void(double)> progress;
     /// Asked often; true stops the work as a failure, leaving nothing behind.
     std::function<bool()> interrupted;
@@ -77,7 +79,9 @@ struct MuxHooks {
 /// (deciding each one's encoding) and pumps their cues; this session is its
 /// host: it copies the media without re-encoding and interleaves them with
 /// the cues by time, and writes the output beside its final name, renamed
-/// into place only when it is whole. A failure leaves no output and an
+/// into place only when it is whole. A container needs each track in time
+/// order: a track whose cues turn out not to be is kept whole and sorted in
+/// a second attempt at writing. A failure leaves no output and an
 /// existing file of that name as it was. Used once, on one thread; the
 /// object's pump is the other.
 class CMuxSession {
@@ -99,7 +103,8 @@ private:
     CHostStatus LoadSubtitlesInternal(const MuxRequest& request);
     CHostStatus MakeStreamsInternal(const MuxRequest& request, MuxSummary& summary);
     CHostStatus CountCuesInternal();
-    CHostStatus WriteInternal(const MuxRequest& request);
+    /// One attempt at writing; `again` when a track turned out of order.
+    CHostStatus WriteInternal(const MuxRequest& request, bool& again);
     CHostStatus WriteMediaPacketInternal(bool& mediaEnded);
     void ReportProgressInternal(double fraction);
     bool InterruptedInternal() const;

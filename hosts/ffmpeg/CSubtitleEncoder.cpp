@@ -92,9 +92,12 @@ CHostStatus CSubtitleEncoder::DescribeStream(AVCodecParameters* parameters) cons
     return {};
 }
 
-CHostStatus CSubtitleEncoder::Encode(std::string_view text, int64_t durationMs, AVPacket* packet) {
-    if (m_encoder == nullptr)
-        return CopyInternal(reinterpret_cast<const uint8_t*>(text.data()), text.size(), packet);
+CHostStatus CSubtitleEncoder::Encode(std::string_view text, int64_t durationMs, std::span<const uint8_t>& payload) {
+    payload = {};
+    if (m_encoder == nullptr) {
+        payload = {reinterpret_cast<const uint8_t*>(text.data()), text.size()};
+        return {};
+    }
     AVPacket* source = av_packet_alloc();
     if (source == nullptr || av_new_packet(source, static_cast<int>(text.size())) < 0) {
         av_packet_free(&source);
@@ -116,14 +119,6 @@ CHostStatus CSubtitleEncoder::Encode(std::string_view text, int64_t durationMs, 
     if (result < 0)
         return CHostStatus::FromAvError(m_file, std::string("can't encode a cue as ") + avcodec_get_name(m_codec),
                                         result);
-    return CopyInternal(m_buffer.data(), static_cast<size_t>(result), packet);
-}
-
-CHostStatus CSubtitleEncoder::CopyInternal(const uint8_t* data, size_t size, AVPacket* packet) const {
-    if (size == 0)
-        return {};
-    if (av_new_packet(packet, static_cast<int>(size)) < 0)
-        return CHostStatus::FromAvError(m_file, "can't encode a cue", AVERROR(ENOMEM));
-    std::memcpy(packet->data, data, size);
+    payload = {m_buffer.data(), static_cast<size_t>(result)};
     return {};
 }

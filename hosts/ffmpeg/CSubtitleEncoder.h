@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,7 +16,6 @@ extern "C" {
 
 struct AVCodecContext;
 struct AVCodecParameters;
-struct AVPacket;
 
 /// Turns cue texts as the multiplexer sends them (UTF-8, with SubRip's own
 /// markup) into the packets of one output subtitle codec. SubRip and plain
@@ -38,15 +38,14 @@ public:
     /// extradata (an MP4 text track's sample description).
     CHostStatus DescribeStream(AVCodecParameters* parameters) const;
 
-    /// Gives `packet` (empty) the payload for one cue that lasts
-    /// `durationMs`; the packet stays empty when the cue shows nothing.
-    CHostStatus Encode(std::string_view text, int64_t durationMs, AVPacket* packet);
+    /// The payload for one cue that lasts `durationMs`: `text` itself for
+    /// SubRip and plain text, else the encoder's output, which stays valid
+    /// until the next call. Empty when the cue shows nothing.
+    CHostStatus Encode(std::string_view text, int64_t durationMs, std::span<const uint8_t>& payload);
 
 private:
     CSubtitleEncoder(std::string file, AVCodecID codec) : m_file(std::move(file)), m_codec(codec) {}
     CHostStatus OpenCodecsInternal();
-    /// Gives `packet` a copy of `size` bytes, or leaves it empty for none.
-    CHostStatus CopyInternal(const uint8_t* data, size_t size, AVPacket* packet) const;
 
     const std::string m_file;
     const AVCodecID m_codec;

@@ -155,7 +155,8 @@ int RunMuxCommand(int argc, char** argv) {
     const InterruptScope interrupt;
     ProgressBar progress(options.request.output, options.quiet);
     MuxHooks hooks;
-    hooks.progress = [&progress](double fraction) { progress.Show(fraction); };
+    if (progress.Drawn())
+        hooks.progress = [&progress](double fraction) { progress.Show(fraction); };
     hooks.interrupted = [] { return InterruptScope::Interrupted(); };
     MuxSummary summary;
     CMuxSession session;

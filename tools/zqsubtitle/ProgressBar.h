@@ -14,6 +14,9 @@ public:
     ProgressBar(const ProgressBar&) = delete;
     ProgressBar& operator=(const ProgressBar&) = delete;
 
+    /// Whether the bar is drawn at all, so that the work may skip what only
+    /// the bar needs.
+    bool Drawn() const noexcept { return m_drawn; }
     /// Shows `fraction` (0 to 1) of the work as done; redraws only when the
     /// shown percentage changes.
     void Show(double fraction);
