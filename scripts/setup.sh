@@ -4,10 +4,11 @@
 set -euo pipefail
 
 packages=(
-  cmake ninja-build g++ pkg-config
+  cmake ninja-build g++ pkg-config python3
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   clang-14 libclang-rt-14-dev
   qt6-base-dev fonts-dejavu-core xvfb xauth
+  libavformat-dev libavcodec-dev libavutil-dev ffmpeg mkvtoolnix time
 )
 
 missing=()

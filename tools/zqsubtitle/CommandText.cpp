@@ -1,27 +1,15 @@
 #include "tools/zqsubtitle/CommandText.h"
 
-#include <cinttypes>
 #include <cstdio>
 #include <cstring>
 
 #include "zqplatform/objbase.h"
-#include "zqplatform/status.h"
 #include "zqplatform/utf.h"
 
 std::string FormatGuid(const GUID& guid) {
     WCHAR text[40] = {};
     StringFromGUID2(guid, text, 40);
     return ZQUtf8FromUtf16(text);
-}
-
-std::string DescribeStatus(HRESULT hr) {
-    WCHAR text[512] = {};
-    ZQGetStatusText(hr, text, 512);
-    const char* name = ZQGetStatusName(hr);
-    char number[16];
-    std::snprintf(number, sizeof number, "0x%08" PRIX32, static_cast<uint32_t>(hr));
-    const std::string head = name != nullptr ? std::string(name) + " (" + number + ")" : std::string(number);
-    return head + ": " + ZQUtf8FromUtf16(text);
 }
 
 bool AsksForHelp(int argc, char** argv) {

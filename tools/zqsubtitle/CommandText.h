@@ -1,16 +1,14 @@
-// Helpers shared by the subcommands: statuses with their names and texts,
+// Helpers shared by the subcommands (statuses: hosts/common/StatusDescription.h):
 // GUIDs, JSON strings, the help option. (UTF-8 and UTF-16: zqplatform/utf.h.)
 #pragma once
 
 #include <string>
 
+#include "hosts/common/StatusDescription.h"
 #include "zqplatform/types.h"
 
 /// "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}".
 std::string FormatGuid(const GUID& guid);
-
-/// "NAME (0x8007000E): text", or the number and text for a status without a name.
-std::string DescribeStatus(HRESULT hr);
 
 /// Whether an argument after the subcommand's name is "--help" or "-h".
 bool AsksForHelp(int argc, char** argv);

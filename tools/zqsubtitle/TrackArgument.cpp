@@ -23,10 +23,12 @@ TrackArgument ParseTrackArgument(const std::string& argument) {
         const size_t second = rest.find(':');
         track.hasLanguage = true;
         track.language = rest.substr(0, second);
-        if (second != std::string::npos)
+        if (second != std::string::npos) {
+            track.hasLabel = true;
             track.label = rest.substr(second + 1);
+        }
     }
-    if (track.label.empty())
+    if (!track.hasLabel)
         track.label = FileName(track.path);
     return track;
 }

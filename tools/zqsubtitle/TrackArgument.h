@@ -10,6 +10,8 @@ struct TrackArgument {
     bool hasLanguage = false;
     /// The file's name without its folders when none was given.
     std::string label;
+    /// A label was given, even an empty one.
+    bool hasLabel = false;
 };
 
 /// Splits `argument` at its colons, unless a file of that very name exists.

@@ -10,7 +10,9 @@
 #include "tools/zqsubtitle/DumpCommand.h"
 #include "tools/zqsubtitle/EditCommand.h"
 #include "tools/zqsubtitle/InterfacesCommand.h"
+#include "tools/zqsubtitle/MuxCommand.h"
 #include "tools/zqsubtitle/PlayCommand.h"
+#include "tools/zqsubtitle/ProbeCommand.h"
 #include "zqsubtitle/ZQSubtitleVersion.h"
 
 namespace {
@@ -27,9 +29,11 @@ struct Command {
 };
 
 constexpr Command kCommands[] = {
+    {"mux", "write SubRip files as subtitle tracks into a container, beside copied media", RunMuxCommand},
+    {"play", "play the subtitle tracks of containers or SubRip files, printing cue events", RunPlayCommand},
+    {"probe", "list the subtitle streams of a container as the hosts see them", RunProbeCommand},
     {"interfaces", "list the automation interfaces, their ids and members", RunInterfacesCommand},
     {"dump", "run SubRip files as multiplexer tracks and print what the host receives", RunDumpCommand},
-    {"play", "play SubRip files through the two objects, printing cue events as they happen", RunPlayCommand},
     {"edit", "edit a multiplexer's tracks in its property page, in a window with OK, Cancel and Apply",
      RunEditCommand},
 };

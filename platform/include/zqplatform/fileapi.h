@@ -40,6 +40,16 @@ inline constexpr DWORD FILE_END = 2;
 
 inline constexpr DWORD MAX_PATH = 260;
 
+/// MoveFileExW: replace a file that has the new name; make the move durable
+/// before answering.
+inline constexpr DWORD MOVEFILE_REPLACE_EXISTING = 0x1;
+inline constexpr DWORD MOVEFILE_WRITE_THROUGH = 0x8;
+
+/// The standard streams, as ZQIsTerminal names them.
+inline constexpr DWORD STD_INPUT_HANDLE = static_cast<DWORD>(-10);
+inline constexpr DWORD STD_OUTPUT_HANDLE = static_cast<DWORD>(-11);
+inline constexpr DWORD STD_ERROR_HANDLE = static_cast<DWORD>(-12);
+
 extern "C" {
 /// Opens or creates a file. `access` is GENERIC_READ and/or GENERIC_WRITE;
 /// `disposition` one of CREATE_NEW..TRUNCATE_EXISTING. The share mode is kept
@@ -71,4 +81,17 @@ ZQPLATFORM_API DWORD GetFileAttributesW(const WCHAR* fileName);
 /// the length without the NUL; when `size` is too small, the size needed
 /// including the NUL, and the buffer is left alone.
 ZQPLATFORM_API DWORD GetTempPathW(DWORD size, WCHAR* buffer);
+/// Removes a file (not a directory). ERROR_FILE_NOT_FOUND when nothing has the
+/// name, ERROR_ACCESS_DENIED for a directory or missing rights.
+ZQPLATFORM_API BOOL DeleteFileW(const WCHAR* fileName);
+/// Gives a file a new name within one file system, in one step: a reader sees
+/// the old file or the new one under the new name, never a part. Without
+/// MOVEFILE_REPLACE_EXISTING an existing target fails with ERROR_ALREADY_EXISTS
+/// and nothing moves; with it the target is replaced. MOVEFILE_WRITE_THROUGH
+/// makes the change of the folder durable before the call answers.
+ZQPLATFORM_API BOOL MoveFileExW(const WCHAR* existingFileName, const WCHAR* newFileName, DWORD flags);
+/// Whether the standard stream STD_INPUT_HANDLE, STD_OUTPUT_HANDLE or
+/// STD_ERROR_HANDLE is a terminal, where a program may draw progress. FALSE
+/// for files, pipes and anything else, and for other values.
+ZQPLATFORM_API BOOL ZQIsTerminal(DWORD stdHandle);
 }
