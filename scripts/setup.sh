@@ -7,6 +7,9 @@ packages=(
   cmake ninja-build g++ pkg-config
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   clang-14 libclang-rt-14-dev
+  # The Windows build (preset mingw): the cross compiler, widl for the type
+  # library, and Wine to run its tests.
+  g++-mingw-w64-x86-64-posix mingw-w64-tools wine wine64
 )
 
 missing=()
