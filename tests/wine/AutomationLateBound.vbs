@@ -1,77 +1,56 @@
 ' Drives the module's automation interfaces late bound, as a script does:
-' objects by ProgID, every call through IDispatch (names to dispatch ids,
-' then Invoke), failures as the script's Err with the status and its text.
-'
+' objects by ProgID, every call through IDispatch (names to dispatch ids, then
+' Invoke), failures as the script's Err with the status, its text and source.
 '   cscript //nologo AutomationLateBound.vbs SAMPLE.srt
-'
-' Prints each failed check; the exit status is the number of failures.
+' Prints each failed check and "N failed checks"; exits with N.
 Option Explicit
-
-Dim failures
+Dim failures, sample, mux, dmx, tracks, track, first, second, missing, unknown
 failures = 0
-
-Sub Check(agrees, what)
-    If Not agrees Then
-        failures = failures + 1
-        WScript.Echo "failed: " & what
-    End If
-End Sub
-
-Dim sample, mux, tracks, track, first, second, status, description, source
 sample = WScript.Arguments(0)
 
-' Tracks and their properties.
+Sub Check(agrees, what)
+    If Not agrees Then failures = failures + 1 : WScript.Echo "failed: " & what
+End Sub
+
 Set mux = CreateObject("ZQSubtitle.ZQMuxSubtitle")
 first = mux.AddTextTrackFromFile(sample, "Deutsch", "de")
 second = mux.AddTextTrackFromFile(sample, "Zweite", "ger")
 Check first = 1 And second = 2, "the track ids are 1 and 2, not " & first & " and " & second
 Set tracks = mux.Tracks
-Check tracks.Count = 2, "two tracks, not " & tracks.Count
 Set track = tracks.GetTrackByID(second)
-Check track.Label = "Zweite" And track.Language = "ger" And track.LanguageName = "German", _
-      "the second track is Zweite, ger, German, not " & track.Label & ", " & track.Language & ", " & track.LanguageName
-Check track.ID = second And track.Kind = 1, "the second track's id and kind"
-Check CInt(track.Selected) = 1, "a multiplexer's track reads as selected, with 1 for true as scripts have always seen"
-Check tracks.GetTrackIndexByID(second) = 1, "the second track's index"
+Check tracks.Count = 2 And tracks.GetTrackIndexByID(second) = 1, "two tracks, the second at index 1"
+Check track.Label & "/" & track.Language & "/" & track.LanguageName & "/" & track.ID & "/" & track.Kind = _
+      "Zweite/ger/German/2/1", "the second track's properties"
+Check CInt(track.Selected) = 1, "a multiplexer's track is selected, with 1 for true as scripts have always seen"
 Check mux.tracks.count = 2, "names are matched without regard to case"
 
 ' The edit bracket: a discarded edit leaves the tracks as they were, a kept one doesn't.
-mux.EnterEdit
-mux.RemoveTrack first
-mux.LeaveEdit True
+mux.EnterEdit : mux.RemoveTrack first : mux.LeaveEdit True
 Check mux.Tracks.Count = 2, "a discarded edit keeps both tracks"
-mux.EnterEdit
-mux.RemoveTrack first
-mux.LeaveEdit False
-Check mux.TextTracks.Count = 1, "a kept edit removes the first track"
-Check mux.TextTracks.GetTrack(0).ID = second, "the second track stays"
+mux.EnterEdit : mux.RemoveTrack first : mux.LeaveEdit False
+Check mux.TextTracks.Count = 1 And mux.TextTracks.GetTrack(0).ID = second, "a kept edit removes the first track"
 
-' A failure reaches the script as an error: the status, its text and the component.
+' Failures reach the script as errors with the status, its text and the component.
 On Error Resume Next
 mux.AddTextTrackFromFile sample & ".missing", "Missing", "en"
-status = Err.Number
-description = Err.Description
-source = Err.Source
-On Error GoTo 0
-Check status = &H80070002, "a missing file fails with 0x80070002, not " & Hex(status)
-Check Len(description) > 0 And source = "ZQSubtitle", "the error names its text and source: " & description & " / " & source
-On Error Resume Next
+missing = Array(Err.Number, Err.Description, Err.Source) : Err.Clear
 mux.RemoveTrack 99
-status = Err.Number
+unknown = Err.Number : Err.Clear
 On Error GoTo 0
-Check status = &H80070057, "removing an unknown track fails with E_INVALIDARG, not " & Hex(status)
+Check missing(0) = &H80070002 And Len(missing(1)) > 0 And missing(2) = "ZQSubtitle", _
+      "a missing file: " & Hex(missing(0)) & " " & missing(1) & " / " & missing(2)
+Check unknown = &H80070057, "removing an unknown track fails with E_INVALIDARG, not " & Hex(unknown)
 
-' The demultiplexer: its lists, the callback property put by reference, a selection without tracks.
-Dim dmx
+' The demultiplexer: its lists, the callback put by reference, a selection without tracks.
 Set dmx = CreateObject("ZQSubtitle.ZQDmxSubtitle")
 Check dmx.Tracks.Count = 0 And dmx.SelectedTracks.Count = 0, "a new demultiplexer has no tracks"
 Set dmx.Callback = Nothing
 Check dmx.Callback Is Nothing, "the callback put by reference as Nothing reads as Nothing"
 On Error Resume Next
 dmx.SelectTrack 1, True
-status = Err.Number
+unknown = Err.Number : Err.Clear
 On Error GoTo 0
-Check status = &H80070057, "selecting an unknown track fails with E_INVALIDARG, not " & Hex(status)
+Check unknown = &H80070057, "selecting an unknown track fails with E_INVALIDARG, not " & Hex(unknown)
 
 WScript.Echo failures & " failed checks"
 WScript.Quit failures
