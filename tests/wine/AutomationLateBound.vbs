@@ -4,7 +4,7 @@
 '   cscript //nologo AutomationLateBound.vbs SAMPLE.srt
 ' Prints each failed check and "N failed checks"; exits with N.
 Option Explicit
-Dim failures, sample, mux, dmx, tracks, track, first, second, missing, unknown
+Dim failures, sample, mux, dmx, tracks, track, first, second, missing, invalid, unknown
 failures = 0
 sample = WScript.Arguments(0)
 
@@ -34,11 +34,15 @@ Check mux.TextTracks.Count = 1 And mux.TextTracks.GetTrack(0).ID = second, "a ke
 On Error Resume Next
 mux.AddTextTrackFromFile sample & ".missing", "Missing", "en"
 missing = Array(Err.Number, Err.Description, Err.Source) : Err.Clear
+mux.AddTextTrackFromFile WScript.ScriptFullName, "Script", "en"
+invalid = Array(Err.Number, Err.Description) : Err.Clear
 mux.RemoveTrack 99
 unknown = Err.Number : Err.Clear
 On Error GoTo 0
 Check missing(0) = &H80070002 And Len(missing(1)) > 0 And missing(2) = "ZQSubtitle", _
       "a missing file: " & Hex(missing(0)) & " " & missing(1) & " / " & missing(2)
+Check invalid(0) = &H8004022F And InStr(LCase(invalid(1)), "8004022f") = 0, _
+      "a file that isn't SubRip fails with a text that says so: " & Hex(invalid(0)) & " " & invalid(1)
 Check unknown = &H80070057, "removing an unknown track fails with E_INVALIDARG, not " & Hex(unknown)
 
 ' The demultiplexer: its lists, the callback put by reference, a selection without tracks.

@@ -54,6 +54,14 @@ uint32_t MediaStatusText(int32_t status, char16_t* buffer, uint32_t capacity) no
     WCHAR text[kMediaTextCapacity] = {};
     if (mediaText(status, text, kMediaTextCapacity) == 0)
         return 0;
+    // A framework without texts of its own (Wine's) answers with the number
+    // alone, which is no text: the runtime's own serves better.
+    WCHAR lower[16];
+    WCHAR upper[16];
+    wsprintfW(lower, L"%x", static_cast<unsigned>(status));
+    wsprintfW(upper, L"%X", static_cast<unsigned>(status));
+    if (wcsstr(text, lower) != nullptr || wcsstr(text, upper) != nullptr)
+        return 0;
     return CopyOut(text, wcsnlen(text, kMediaTextCapacity), buffer, capacity);
 }
 
