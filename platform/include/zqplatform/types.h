@@ -16,7 +16,9 @@
 #if defined(_WIN32)
 // Windows' own libraries serve the declared functions, and the few the
 // platform adds (the ZQ ones) are linked statically into each module and
-// program: nothing is exported under these names.
+// program: nothing is exported under these names. The declarations carry no
+// calling convention: x64 has one, where 32-bit Windows would need __stdcall.
+static_assert(sizeof(void*) == 8, "the Windows build binds to Windows' functions under the x64 calling convention");
 #define ZQPLATFORM_API
 #elif defined(__GNUC__)
 #define ZQPLATFORM_API __attribute__((visibility("default")))
