@@ -25,6 +25,12 @@ elseif(NOT ZQ_SANITIZE STREQUAL "")
   message(FATAL_ERROR "ZQ_SANITIZE must be empty, address or thread")
 endif()
 
+if(WIN32)
+  # The C and C++ runtimes go into each module and program, so that
+  # ZQSubtitle.dll and the test programs need no mingw-w64 DLL beside them.
+  add_link_options(-static)
+endif()
+
 if(ZQ_FUZZ)
   if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
     message(FATAL_ERROR "ZQ_FUZZ needs clang (CXX=clang++)")
@@ -83,4 +89,20 @@ function(zq_folder_tests name)
   # The test main (tests/support) sets the environment the tests read.
   target_link_libraries(${name} PRIVATE ${ARG_DEPS} zq_testsupport zq_testmain GTest::gtest GTest::gmock)
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60)
+endfunction()
+
+# zq_compile_typelib(TARGET IDL OUTPUT [DEPENDS ...])
+# Windows only: compiles IDL into the type library OUTPUT with widl, for
+# 64-bit Windows. The IDL imports the platform's stand-ins for the SDK's IDL
+# files and finds imported libraries (stdole2.tlb) among the compiled ones.
+function(zq_compile_typelib target idl output)
+  cmake_parse_arguments(ARG "" "" "DEPENDS" ${ARGN})
+  get_filename_component(folder ${output} DIRECTORY)
+  add_custom_command(OUTPUT ${output}
+    COMMAND ${CMAKE_COMMAND} -E make_directory ${folder}
+    COMMAND ${ZQ_WIDL} --win64 -t -I ${ZQ_IDL_DIR} -L ${ZQ_TYPELIB_DIR} -o ${output} ${idl}
+    DEPENDS ${idl} ${ZQ_IDL_DIR}/oaidl.idl ${ARG_DEPENDS}
+    COMMENT "Compiling the type library ${output}"
+    VERBATIM)
+  add_custom_target(${target} DEPENDS ${output})
 endfunction()

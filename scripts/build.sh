@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Configures and builds one preset: debug (default), release, asan, tsan, fuzz.
+# Configures and builds one preset: debug (default), release, asan, tsan, mingw
+# (Windows, cross-compiled), fuzz.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 preset="${1:-debug}"

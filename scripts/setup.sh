@@ -9,6 +9,9 @@ packages=(
   clang-14 libclang-rt-14-dev
   qt6-base-dev fonts-dejavu-core xvfb xauth
   libavformat-dev libavcodec-dev libavutil-dev ffmpeg mkvtoolnix time
+  # The Windows build (preset mingw): the cross compiler, widl for the type
+  # library, and Wine to run its tests.
+  g++-mingw-w64-x86-64-posix mingw-w64-tools wine wine64
 )
 
 missing=()

@@ -1,11 +1,17 @@
 // The module's five entry points, and registration: the class script per
 // class in table order, then the type library.
 //
-// Steps of the original platform that have nothing to act on here are left
-// out, each where it would stand: the media framework's filter mapper (there
-// are no filters to enter, and no such framework), the thread locale (the
-// registry here knows none), and the proxies and stubs (only in-process use
-// exists, which needs none).
+// The type library goes in through the registry script too, with the entries
+// that the platform's own registration of a type library makes: the library
+// under TypeLib, its file being the module (on Windows its resource TYPELIB
+// 1), and each interface under Interface, marshalled by the library.
+//
+// Steps of the original platform that have nothing to act on are left out,
+// each where it would stand: the media framework's filter mapper (there are
+// no filters to enter), the thread locale (nothing that the scripts write
+// depends on it), and the proxies and stubs (in-process use needs none, and
+// where a platform marshals at all, the automation interfaces go by the type
+// library).
 #include <atomic>
 #include <string>
 
@@ -88,8 +94,9 @@ HRESULT RunTypeLibraryScript(const std::u16string& module, bool install, bool pe
     CZQRegistrar registrar;
     registrar.SetPerUser(perUser);
     registrar.AddReplacement(u"MODULE", ForScript(module));
-    // Without a help file the help directory is the library file's own.
-    size_t slash = module.rfind(u'/');
+    // Without a help file the help directory is the library file's own; the
+    // path is Windows' or Linux', so either separator ends the folder.
+    size_t slash = module.find_last_of(u"/\\");
     registrar.AddReplacement(u"HELPDIR", ForScript(slash == std::u16string::npos ? u"" : module.substr(0, slash)));
     std::u16string script = ZQTypeLibraryRegistryScript();
     return install ? registrar.Register(script) : registrar.Unregister(script);

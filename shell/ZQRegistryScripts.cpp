@@ -4,6 +4,7 @@
 
 #include "interfaces/ZQInterfaceDescription.h"
 #include "zqplatform/objbase.h"
+#include "zqplatform/oleauto.h"
 
 namespace {
 
@@ -77,14 +78,15 @@ std::u16string ZQTypeLibraryRegistryScript() {
     const ZQTypeLibraryDescription& library = ZQGetTypeLibraryDescription();
     std::u16string libid = GuidText(library.m_libid);
     std::u16string version = VersionText(library);
-    // The locale key is the library's locale in hex, as the registry keeps it;
-    // "linux64" stands where the original platform names its system kind.
+    // The locale key is the library's locale in hex, as the registry keeps it,
+    // and below it the platform's key for its kind of library names the file.
     char localeText[16];
     std::snprintf(localeText, sizeof localeText, "%x", library.m_lcid);
     std::u16string locale = Widen(localeText);
     std::u16string script = u"HKCR\n{\n\tNoRemove TypeLib\n\t{\n\t\t" + Quoted(libid) + u"\n\t\t{\n";
     script += u"\t\t\tForceRemove " + Quoted(version) + u" = s " + Quoted(Widen(library.m_helpText)) + u"\n\t\t\t{\n";
-    script += u"\t\t\t\t" + Quoted(locale) + u"\n\t\t\t\t{\n\t\t\t\t\tlinux64 = s '%MODULE%'\n\t\t\t\t}\n";
+    script += u"\t\t\t\t" + Quoted(locale) + u"\n\t\t\t\t{\n\t\t\t\t\t" + std::u16string(kZQTypeLibSystemKey) +
+              u" = s '%MODULE%'\n\t\t\t\t}\n";
     script += u"\t\t\t\tFLAGS = s '0'\n\t\t\t\tHELPDIR = s '%HELPDIR%'\n\t\t\t}\n\t\t}\n\t}\n";
     script += u"\tNoRemove Interface\n\t{\n";
     for (const ZQInterfaceDescription* described : ZQGetInterfaceDescriptions()) {

@@ -11,15 +11,20 @@ those of any layer below; folders of one layer don't include each other):
     subtitle                   cues, tracks, track lists, language table
     mux  dmx  ui               the two objects and the page's logic (peers)
     shell                      the module: class table, registrar, exports
-    ui/qt  hosts  examples     outside the module: public headers only
+    ui/qt ui/win32 hosts       outside the module: public headers only
+    examples tests/scenario
+    tests/wine
     tools                      the command line programs
     bench  fuzz                measure and shake everything
 
 Code outside the module reaches the system through the public headers
-(zqplatform/, zqsubtitle/) alone; ui/qt may also include the view interface
-of ui/. Tests (any tests/ folder) follow the rules of the folder they test and
-may include tests/support. Operating system headers are for platform/ alone,
-Qt headers for ui/qt alone, FFmpeg headers for hosts/ffmpeg alone.
+(zqplatform/, zqsubtitle/) alone; ui/qt and ui/win32 may also include the
+view interface of ui/, and tests/wine the header that the IDL compiler makes
+of the module's IDL. Tests (any tests/ folder) follow the rules of the folder
+they test and may include tests/support. Operating system headers are for
+platform/ alone, Windows' headers for platform/win32, ui/win32 and tests/wine
+(a Windows client as Windows clients are written), Qt headers for ui/qt
+alone, FFmpeg headers for hosts/ffmpeg alone.
 
 Usage: check_layers.py SOURCE_ROOT. Prints each violation and exits 1 if
 there is any.
@@ -37,24 +42,32 @@ LAYERS = [
     ["subtitle"],
     ["mux", "dmx", "ui"],
     ["shell"],
-    ["ui/qt", "hosts/common", "hosts/ffmpeg", "examples"],
+    ["ui/qt", "ui/win32", "hosts/common", "hosts/ffmpeg", "examples", "tests/scenario", "tests/wine"],
     ["tools/zqsubtitle", "tools/zqregsvr"],
     ["bench", "fuzz"],
 ]
 RANK = {folder: rank for rank, folders in enumerate(LAYERS) for folder in folders}
 # Folders whose code stands outside the module and sees only public headers
 # and what its own side provides.
-OUTSIDE = {"ui/qt", "hosts/common", "hosts/ffmpeg", "examples", "tools/zqsubtitle", "tools/zqregsvr"}
+OUTSIDE = {"ui/qt", "ui/win32", "hosts/common", "hosts/ffmpeg", "examples", "tests/scenario", "tests/wine",
+           "tools/zqsubtitle", "tools/zqregsvr"}
 OUTSIDE_MAY_INCLUDE = {
     "ui/qt": {"ui"},
+    "ui/win32": {"ui"},
     "tools/zqsubtitle": {"hosts/common", "hosts/ffmpeg"},
     "hosts/ffmpeg": {"hosts/common"},
 }
 TEST_SUPPORT = "tests/support"
 
 OS_HEADERS = re.compile(
-    r"^(unistd|pthread|dlfcn|iconv|fcntl|poll|signal|dirent|spawn|syslog|termios|link|elf|pwd|grp"
-    r"|windows|winbase|objbase)\.h$|^(sys|linux|asm|arpa|netinet)/")
+    r"^(unistd|pthread|dlfcn|iconv|fcntl|poll|signal|dirent|spawn|syslog|termios|link|elf|pwd|grp)\.h$"
+    r"|^(sys|linux|asm|arpa|netinet)/")
+WINDOWS_HEADERS = re.compile(
+    r"^(windows|winbase|winuser|winreg|winnls|winver|objbase|ole2|oleauto|oaidl|ocidl|olectl|unknwn|objidl|shlobj"
+    r"|shellapi|strmif|dshow|commctrl|commdlg|prsht|rpc|rpcndr|guiddef)\.h$", re.I)
+WINDOWS_FOLDERS = ("platform/win32/", "ui/win32/", "tests/wine/")
+# The header that the IDL compiler makes of the module's IDL, for Windows clients.
+IDL_HEADERS = {"ZQSubtitle_h.h"}
 QT_HEADERS = re.compile(r"^Q[A-Za-z]+$|^Qt[A-Za-z]*/")
 FFMPEG_HEADERS = re.compile(r"^lib(avformat|avcodec|avutil|swscale|swresample|avfilter|avdevice)/")
 
@@ -76,7 +89,7 @@ def target_of(include, including_folder):
     """The folder that a quoted include names."""
     if include.startswith("zqplatform/"):
         return "platform"
-    if include.startswith("zqsubtitle/"):
+    if include.startswith("zqsubtitle/") or include in IDL_HEADERS:
         return "interfaces"
     folder = folder_of(include)
     if folder is not None:
@@ -122,6 +135,9 @@ def check_quoted(relative, folder, include, problems):
 def check_angled(relative, folder, include, problems):
     if OS_HEADERS.search(include) and folder != "platform":
         problems.append(f"{relative}: includes the operating system header <{include}> outside platform/")
+    if WINDOWS_HEADERS.search(include) and not relative.startswith(WINDOWS_FOLDERS):
+        problems.append(f"{relative}: includes the Windows header <{include}> outside "
+                        + ", ".join(WINDOWS_FOLDERS))
     if QT_HEADERS.search(include) and folder != "ui/qt":
         problems.append(f"{relative}: includes the Qt header <{include}> outside ui/qt/")
     if FFMPEG_HEADERS.search(include) and folder != "hosts/ffmpeg":

@@ -3,6 +3,17 @@
 
 #include "zqplatform/oaidl.h"
 
+/// The registry key that names this platform's kind of type library under a
+/// library's locale key (TypeLib\{LIBID}\1.0\0\<key>), where the path of
+/// the file that holds the library stands. Windows' own key for 64-bit
+/// libraries; on Linux one that no Windows loader takes for its own, as the
+/// library here is the module's own description rather than a file format.
+#if defined(_WIN32)
+inline constexpr char16_t kZQTypeLibSystemKey[] = u"win64";
+#else
+inline constexpr char16_t kZQTypeLibSystemKey[] = u"linux64";
+#endif
+
 extern "C" {
 /// A BSTR is preceded by a uint32_t byte length and followed by a 16-bit NUL.
 /// A null BSTR reads as the empty string. Allocation failures answer null.

@@ -113,17 +113,20 @@ extern "C" {
 /// The calling thread's last error, a Win32 error number.
 ZQPLATFORM_API DWORD GetLastError();
 ZQPLATFORM_API void SetLastError(DWORD error);
+#if !defined(_WIN32)
 /// Maps an errno value to the Win32 error number that stands for it
 /// (ENOENT 2, EACCES 5, ENOMEM 8, ...); unknown values give ERROR_INVALID_FUNCTION's
 /// neighbour ERROR_IO_DEVICE so that no failure reads as success.
 ZQPLATFORM_API DWORD ZQWin32ErrorFromErrno(int errnoValue);
 /// Sets the last error from the current errno and returns it as a status.
 ZQPLATFORM_API HRESULT ZQHResultFromErrno(int errnoValue);
+#endif  // on Windows the system itself sets the last error
 
-/// A text for a status, in English, without a trailing line end. Copies at most
-/// `capacity` - 1 code units and a NUL into `buffer`; returns the length of the
-/// full text in code units (0 only for a null buffer with capacity 0 and no
-/// text). Unknown statuses get a generic text that shows the number.
+/// A text for a status, in English (on Windows the system's own text, in the
+/// user's language, where it has one), without a trailing line end. Copies at
+/// most `capacity` - 1 code units and a NUL into `buffer`; returns the length
+/// of the full text in code units (0 only for a null buffer with capacity 0
+/// and no text). Unknown statuses get a generic text that shows the number.
 ZQPLATFORM_API DWORD ZQGetStatusText(HRESULT hr, WCHAR* buffer, DWORD capacity);
 /// The symbolic name of a status ("E_POINTER"), or null when it has none.
 ZQPLATFORM_API const char* ZQGetStatusName(HRESULT hr);

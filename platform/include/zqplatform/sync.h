@@ -12,10 +12,15 @@ inline constexpr DWORD STILL_ACTIVE = 259;
 /// Not supported here: CreateThread fails with ERROR_NOT_SUPPORTED.
 inline constexpr DWORD CREATE_SUSPENDED = 0x4;
 
-/// A recursive lock. Opaque storage sized for the platform's mutex; use
-/// InitializeCriticalSection before and DeleteCriticalSection after.
+/// A recursive lock. Opaque storage sized for the platform's mutex (on
+/// Windows, the system's own critical section); use InitializeCriticalSection
+/// before and DeleteCriticalSection after.
 struct CRITICAL_SECTION {
+#if defined(_WIN32)
+    alignas(8) unsigned char opaque[40];
+#else
     alignas(8) unsigned char opaque[64];
+#endif
 };
 
 using LPTHREAD_START_ROUTINE = DWORD (*)(LPVOID);

@@ -23,7 +23,7 @@ ZQPLATFORM_API INT MultiByteToWideChar(UINT codePage, DWORD flags, const char* l
 ZQPLATFORM_API INT WideCharToMultiByte(UINT codePage, DWORD flags, const WCHAR* lpWideCharStr, INT cchWideChar,
                                        char* lpMultiByteStr, INT cbMultiByte, const char* defaultChar,
                                        BOOL* usedDefaultChar);
-/// The process's ANSI code page: 1252 on this platform.
+/// The process's ANSI code page: 1252 on Linux, the system's on Windows.
 ZQPLATFORM_API UINT GetACP();
 /// Whether iconv can serve a code page number here.
 ZQPLATFORM_API BOOL IsValidCodePage(UINT codePage);
@@ -39,7 +39,9 @@ ZQPLATFORM_API BOOL ZQIsSpace(WCHAR c);
 ZQPLATFORM_API INT lstrcmpiW(LPCWSTR first, LPCWSTR second);
 /// The ANSI code page of a language given by its locale name ("ru", "ja",
 /// "zh-TW", case ignored, region ignored): 0 when the language isn't listed,
-/// which reads as CP_ACP.
+/// which reads as CP_ACP. On Windows the system's locale data answers
+/// (LocaleNameToLCID, GetLocaleInfoW), region included; 0 likewise for a
+/// locale it doesn't know or one without an ANSI code page.
 ZQPLATFORM_API UINT ZQGetLocaleCodePage(const WCHAR* localeName);
 }
 

@@ -1,15 +1,26 @@
-// Fundamental types of the binary interface, LP64 Linux x86-64.
+// Fundamental types of the binary interface, LP64 Linux x86-64 and LLP64
+// Windows x64.
 //
-// The interface word "long" is 32 bits on the original platform and 64 here,
-// so every interface type below has an explicit width; C++ `long` and
-// `wchar_t` never appear at an interface.
+// The interface word "long" is 32 bits on the original platform and 64 on
+// Linux, so every interface type below has an explicit width; C++ `long` and
+// `wchar_t` never appear at an interface. On Windows x64 each of these types
+// has the width and layout of the system's own, so the declarations of the
+// platform headers bind directly to the system's libraries there (see
+// platform/win32/binding/).
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 
-#if defined(__GNUC__)
+#if defined(_WIN32)
+// Windows' own libraries serve the declared functions, and the few the
+// platform adds (the ZQ ones) are linked statically into each module and
+// program: nothing is exported under these names. The declarations carry no
+// calling convention: x64 has one, where 32-bit Windows would need __stdcall.
+static_assert(sizeof(void*) == 8, "the Windows build binds to Windows' functions under the x64 calling convention");
+#define ZQPLATFORM_API
+#elif defined(__GNUC__)
 #define ZQPLATFORM_API __attribute__((visibility("default")))
 #else
 #define ZQPLATFORM_API

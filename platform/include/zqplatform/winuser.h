@@ -192,10 +192,12 @@ ZQPLATFORM_API BOOL GetMessageW(MSG* message, HWND window, UINT filterMin, UINT 
 /// thread message, or one whose window has gone meanwhile, is dropped (0);
 /// a window of another thread gets 0 with ERROR_ACCESS_DENIED.
 ZQPLATFORM_API LRESULT DispatchMessageW(const MSG* message);
+#if !defined(_WIN32)
 /// A file descriptor of the calling thread's queue that polls readable
 /// exactly while a message is queued (level-triggered), so that a GLib, Qt,
 /// libuv or epoll loop can wake and call PeekMessageW/DispatchMessageW. Owned
 /// by the queue: don't read, write or close it. Valid until the thread ends.
 /// -1 with the last error set on failure.
 ZQPLATFORM_API int ZQGetMessageQueueFd();
+#endif  // Windows' own loops wait on the queue itself (MsgWaitForMultipleObjects)
 }

@@ -1,4 +1,7 @@
-// Everything a host or the module needs from the platform runtime.
+// Everything a host or the module needs from the platform runtime. On
+// Windows the functions the headers declare are the system's own (but for the
+// ZQ ones), and their comments, which tell what the Linux runtime does, yield
+// to the system's documentation where the two differ.
 #pragma once
 
 #include "zqplatform/debugapi.h"
